@@ -1,0 +1,104 @@
+#include "SimDevice.h"
+
+#include <cstdarg>
+#include <cstdlib>
+#include <sstream>
+
+namespace sim {
+namespace {
+
+std::vector<Device> devicesFromEnvironment()
+{
+    size_t memory = size_t(1) << 30;
+    if (const char* m = std::getenv("TREVIX7_SIM_DEVICE_MEMORY"))
+        memory = std::strtoull(m, nullptr, 10);
+    const char* list = std::getenv("TREVIX7_SIM_DEVICES");
+    std::vector<Device> devices;
+    if (!list) {
+        devices.push_back({860, memory});
+        return devices;
+    }
+    std::stringstream in(list);
+    std::string item;
+    while (std::getline(in, item, ','))
+        if (!item.empty())
+            devices.push_back({std::atoi(item.c_str()), memory});
+    return devices;
+}
+
+State* create()
+{
+    auto* s = new State;
+    s->devices = devicesFromEnvironment();
+    if (const char* path = std::getenv("TREVIX7_SIM_TRACE"))
+        s->trace = std::fopen(path, "a");
+    return s;
+}
+
+thread_local int t_currentDevice = 0;
+
+} // namespace
+
+State& state()
+{
+    // Never destroyed: the library may release objects from static destructors.
+    static State* s = create();
+    return *s;
+}
+
+std::mutex& lock()
+{
+    static auto* m = new std::mutex;
+    return *m;
+}
+
+void trace(const char* api, const char* fmt, ...)
+{
+    FILE* f = state().trace;
+    if (!f)
+        return;
+    std::fprintf(f, "%s ", api);
+    va_list args;
+    va_start(args, fmt);
+    std::vfprintf(f, fmt, args);
+    va_end(args);
+    std::fputc('\n', f);
+    std::fflush(f);
+}
+
+int currentDevice() { return t_currentDevice; }
+void setCurrentDevice(int device) { t_currentDevice = device; }
+
+Counts counts()
+{
+    std::lock_guard<std::mutex> guard(lock());
+    const State& s = state();
+    Counts c;
+    for (const auto& a : s.allocations) {
+        if (a.second.pinned) {
+            ++c.pinnedAllocations;
+        } else {
+            ++c.deviceAllocations;
+            c.deviceBytes += a.second.bytes;
+        }
+    }
+    c.streams = s.streams.size();
+    c.optixContexts = s.optixContexts.size();
+    c.optixObjects = s.optixObjects.size();
+    return c;
+}
+
+size_t deviceBytesInUse(int device)
+{
+    std::lock_guard<std::mutex> guard(lock());
+    const State& s = state();
+    return device >= 0 && size_t(device) < s.devices.size() ? s.devices[device].bytesInUse : 0;
+}
+
+std::vector<ContextRecord> contextHistory()
+{
+    std::lock_guard<std::mutex> guard(lock());
+    return state().contextHistory;
+}
+
+} // namespace sim

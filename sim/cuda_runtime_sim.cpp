@@ -1,0 +1,305 @@
+// The subset of the CUDA runtime that the library calls, over host memory.
+// Device pointers are host pointers; every block is accounted per device.
+
+#include "SimDevice.h"
+
+#include <cuda_runtime_api.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+
+using sim::lock;
+using sim::state;
+
+namespace {
+
+thread_local cudaError_t t_lastError = cudaSuccess;
+
+// Records a failure as the thread's last error, as the runtime does.
+cudaError_t result(cudaError_t e)
+{
+    if (e != cudaSuccess)
+        t_lastError = e;
+    return e;
+}
+
+cudaError_t noDeviceError()
+{
+    return state().devices.empty() ? cudaErrorNoDevice : cudaSuccess;
+}
+
+// Device memory comes in 256-byte aligned blocks, like the real allocator's.
+void* alignedBlock(size_t bytes)
+{
+    return std::aligned_alloc(256, (bytes + 255) / 256 * 256);
+}
+
+cudaError_t allocate(void** ptr, size_t bytes, bool pinned)
+{
+    if (!ptr)
+        return result(cudaErrorInvalidValue);
+    *ptr = nullptr;
+    if (cudaError_t e = noDeviceError())
+        return result(e);
+    int device = sim::currentDevice();
+    sim::Device& d = state().devices[device];
+    if (!pinned && bytes > d.memoryLimit - d.bytesInUse)
+        return result(cudaErrorMemoryAllocation);
+    void* block = alignedBlock(bytes);
+    if (!block)
+        return result(cudaErrorMemoryAllocation);
+    std::memset(block, 0, bytes);
+    if (!pinned)
+        d.bytesInUse += bytes;
+    d.contextCreated = true;
+    state().allocations[block] = {pinned ? -1 : device, bytes, pinned};
+    *ptr = block;
+    return cudaSuccess;
+}
+
+cudaError_t release(void* ptr, bool pinned)
+{
+    if (!ptr)
+        return cudaSuccess;
+    auto it = state().allocations.find(ptr);
+    if (it == state().allocations.end() || it->second.pinned != pinned)
+        return result(cudaErrorInvalidValue);
+    // Stricter than the real runtime: memory is released on its own device.
+    if (!pinned && it->second.device != sim::currentDevice())
+        return result(cudaErrorInvalidDevicePointer);
+    if (!pinned)
+        state().devices[it->second.device].bytesInUse -= it->second.bytes;
+    std::free(ptr);
+    state().allocations.erase(it);
+    return cudaSuccess;
+}
+
+// A copy must stay inside any accounted block it touches.
+bool insideBlocks(const void* p, size_t bytes)
+{
+    auto& allocations = state().allocations;
+    auto it = allocations.upper_bound(const_cast<void*>(p));
+    if (it == allocations.begin())
+        return true; // not simulated memory (ordinary host memory)
+    --it;
+    auto* begin = static_cast<const char*>(it->first);
+    auto* q = static_cast<const char*>(p);
+    if (q >= begin + std::max<size_t>(it->second.bytes, 1))
+        return true;
+    return q + bytes <= begin + it->second.bytes;
+}
+
+cudaError_t copy(void* dst, const void* src, size_t bytes, cudaMemcpyKind kind)
+{
+    if (bytes == 0)
+        return cudaSuccess;
+    if (!dst || !src)
+        return result(cudaErrorInvalidValue);
+    if (kind < cudaMemcpyHostToHost || kind > cudaMemcpyDefault)
+        return result(cudaErrorInvalidMemcpyDirection);
+    if (!insideBlocks(dst, bytes) || !insideBlocks(src, bytes))
+        return result(cudaErrorInvalidValue);
+    std::memmove(dst, src, bytes);
+    return cudaSuccess;
+}
+
+} // namespace
+
+extern "C" {
+
+const char* cudaGetErrorString(cudaError_t error)
+{
+    struct Entry {
+        int code;
+        const char* text;
+    };
+    static const Entry table[] = {
+#include "cuda_errors.inc"
+    };
+    for (const Entry& e : table)
+        if (e.code == int(error))
+            return e.text;
+    return "unrecognized error code";
+}
+
+cudaError_t cudaGetLastError(void)
+{
+    cudaError_t e = t_lastError;
+    t_lastError = cudaSuccess;
+    return e;
+}
+
+cudaError_t cudaPeekAtLastError(void) { return t_lastError; }
+
+cudaError_t cudaGetDeviceCount(int* count)
+{
+    std::lock_guard<std::mutex> guard(lock());
+    *count = int(state().devices.size());
+    cudaError_t e = noDeviceError();
+    sim::trace("cuda", "cudaGetDeviceCount count=%d -> %d", *count, int(e));
+    return result(e);
+}
+
+cudaError_t cudaGetDeviceProperties(cudaDeviceProp* prop, int device)
+{
+    std::lock_guard<std::mutex> guard(lock());
+    if (!prop)
+        return result(cudaErrorInvalidValue);
+    if (device < 0 || size_t(device) >= state().devices.size())
+        return result(cudaErrorInvalidDevice);
+    const sim::Device& d = state().devices[device];
+    std::memset(prop, 0, sizeof(*prop));
+    std::snprintf(prop->name, sizeof(prop->name), "Simulated Device %d (sm_%d)", device,
+                  d.capability / 10);
+    prop->major = d.capability / 100;
+    prop->minor = d.capability / 10 % 10;
+    prop->totalGlobalMem = d.memoryLimit;
+    prop->multiProcessorCount = 4;
+    prop->warpSize = 32;
+    prop->maxThreadsPerBlock = 1024;
+    prop->canMapHostMemory = 1;
+    prop->unifiedAddressing = 1;
+    return cudaSuccess;
+}
+
+cudaError_t cudaSetDevice(int device)
+{
+    std::lock_guard<std::mutex> guard(lock());
+    cudaError_t e = noDeviceError();
+    if (e == cudaSuccess && (device < 0 || size_t(device) >= state().devices.size()))
+        e = cudaErrorInvalidDevice;
+    if (e == cudaSuccess)
+        sim::setCurrentDevice(device);
+    sim::trace("cuda", "cudaSetDevice device=%d -> %d", device, int(e));
+    return result(e);
+}
+
+cudaError_t cudaGetDevice(int* device)
+{
+    if (!device)
+        return result(cudaErrorInvalidValue);
+    *device = sim::currentDevice();
+    return cudaSuccess;
+}
+
+cudaError_t cudaMalloc(void** devPtr, size_t size)
+{
+    std::lock_guard<std::mutex> guard(lock());
+    cudaError_t e = allocate(devPtr, size, false);
+    sim::trace("cuda", "cudaMalloc device=%d bytes=%zu -> %d", sim::currentDevice(), size, int(e));
+    return e;
+}
+
+cudaError_t cudaFree(void* devPtr)
+{
+    std::lock_guard<std::mutex> guard(lock());
+    cudaError_t e = noDeviceError();
+    if (e == cudaSuccess) {
+        state().devices[sim::currentDevice()].contextCreated = true;
+        e = release(devPtr, false);
+    }
+    sim::trace("cuda", "cudaFree device=%d ptr=%s -> %d", sim::currentDevice(),
+               devPtr ? "block" : "null", int(e));
+    return result(e);
+}
+
+cudaError_t cudaHostAlloc(void** pHost, size_t size, unsigned int flags)
+{
+    std::lock_guard<std::mutex> guard(lock());
+    cudaError_t e = allocate(pHost, size, true);
+    sim::trace("cuda", "cudaHostAlloc bytes=%zu flags=%u -> %d", size, flags, int(e));
+    return e;
+}
+
+cudaError_t cudaMallocHost(void** ptr, size_t size) { return cudaHostAlloc(ptr, size, 0); }
+
+cudaError_t cudaFreeHost(void* ptr)
+{
+    std::lock_guard<std::mutex> guard(lock());
+    cudaError_t e = release(ptr, true);
+    sim::trace("cuda", "cudaFreeHost -> %d", int(e));
+    return e;
+}
+
+cudaError_t cudaHostGetDevicePointer(void** pDevice, void* pHost, unsigned int flags)
+{
+    std::lock_guard<std::mutex> guard(lock());
+    auto it = state().allocations.find(pHost);
+    if (!pDevice || flags != 0 || it == state().allocations.end() || !it->second.pinned)
+        return result(cudaErrorInvalidValue);
+    *pDevice = pHost;
+    return cudaSuccess;
+}
+
+cudaError_t cudaMemcpy(void* dst, const void* src, size_t count, cudaMemcpyKind kind)
+{
+    std::lock_guard<std::mutex> guard(lock());
+    cudaError_t e = copy(dst, src, count, kind);
+    sim::trace("cuda", "cudaMemcpy bytes=%zu kind=%d -> %d", count, int(kind), int(e));
+    return e;
+}
+
+cudaError_t cudaMemcpyAsync(void* dst, const void* src, size_t count, cudaMemcpyKind kind,
+                            cudaStream_t stream)
+{
+    std::lock_guard<std::mutex> guard(lock());
+    cudaError_t e = stream && !state().streams.count(stream) ? cudaErrorInvalidResourceHandle
+                                                             : copy(dst, src, count, kind);
+    sim::trace("cuda", "cudaMemcpyAsync bytes=%zu kind=%d -> %d", count, int(kind), int(e));
+    return result(e);
+}
+
+cudaError_t cudaMemset(void* devPtr, int value, size_t count)
+{
+    std::lock_guard<std::mutex> guard(lock());
+    if (count && (!devPtr || !insideBlocks(devPtr, count)))
+        return result(cudaErrorInvalidValue);
+    if (count)
+        std::memset(devPtr, value, count);
+    return cudaSuccess;
+}
+
+cudaError_t cudaMemsetAsync(void* devPtr, int value, size_t count, cudaStream_t /*stream*/)
+{
+    return cudaMemset(devPtr, value, count);
+}
+
+cudaError_t cudaStreamCreate(cudaStream_t* pStream)
+{
+    std::lock_guard<std::mutex> guard(lock());
+    if (!pStream)
+        return result(cudaErrorInvalidValue);
+    if (cudaError_t e = noDeviceError())
+        return result(e);
+    // A stream is a heap cell holding its device ordinal.
+    auto* s = new int(sim::currentDevice());
+    *pStream = reinterpret_cast<cudaStream_t>(s);
+    state().streams.insert(s);
+    sim::trace("cuda", "cudaStreamCreate device=%d -> 0", *s);
+    return cudaSuccess;
+}
+
+cudaError_t cudaStreamDestroy(cudaStream_t stream)
+{
+    std::lock_guard<std::mutex> guard(lock());
+    if (!state().streams.count(stream) || *reinterpret_cast<int*>(stream) != sim::currentDevice())
+        return result(cudaErrorInvalidResourceHandle);
+    state().streams.erase(stream);
+    delete reinterpret_cast<int*>(stream);
+    sim::trace("cuda", "cudaStreamDestroy -> 0");
+    return cudaSuccess;
+}
+
+// Work runs synchronously, so waiting only validates the handle.
+cudaError_t cudaStreamSynchronize(cudaStream_t stream)
+{
+    std::lock_guard<std::mutex> guard(lock());
+    if (stream && !state().streams.count(stream))
+        return result(cudaErrorInvalidResourceHandle);
+    return cudaSuccess;
+}
+
+cudaError_t cudaDeviceSynchronize(void) { return result(noDeviceError()); }
+
+} // extern "C"

@@ -1,0 +1,145 @@
+// The simulated OptiX library: answers the ABI 68 function-table query with
+// bookkeeping implementations that keep handles, refuse obvious misuse and
+// record what reached them.
+
+#include "SimDevice.h"
+#include "sim_optix.h"
+
+#include "core/optix7.h"
+
+#include <cstring>
+#include <string>
+
+using sim::lock;
+using sim::state;
+
+namespace {
+
+const char* errorName(OptixResult result)
+{
+    switch (result) {
+#define NAME(n) \
+    case n:     \
+        return #n;
+#include "optix_result_names.inc"
+#undef NAME
+    }
+    return "Unknown OptixResult code";
+}
+
+const char* errorString(OptixResult result)
+{
+    return result == OPTIX_SUCCESS ? "Success" : "Simulated OptiX error";
+}
+
+struct Context {
+    int device;
+    OptixLogCallback callback;
+    void* callbackData;
+    unsigned level;
+    size_t record; // index into the context history
+};
+
+bool liveContext(OptixDeviceContext c)
+{
+    return c && state().optixContexts.count(c);
+}
+
+void log(const Context& c, unsigned level, const char* tag, const std::string& message)
+{
+    if (c.callback && level <= c.level)
+        c.callback(level, tag, message.c_str(), c.callbackData);
+}
+
+OptixResult contextCreate(CUcontext fromContext, const OptixDeviceContextOptions* options,
+                          OptixDeviceContext* context)
+{
+    Context* c = nullptr;
+    {
+        std::lock_guard<std::mutex> guard(lock());
+        if (!context)
+            return OPTIX_ERROR_INVALID_VALUE;
+        // Only the current CUDA context (a null handle) is supported.
+        if (fromContext || state().devices.empty())
+            return OPTIX_ERROR_INVALID_DEVICE_CONTEXT;
+        int device = sim::currentDevice();
+        if (!state().devices[device].contextCreated)
+            return OPTIX_ERROR_CUDA_NOT_INITIALIZED;
+        c = new Context{device, options ? options->logCallbackFunction : nullptr,
+                        options ? options->logCallbackData : nullptr,
+                        options ? unsigned(options->logCallbackLevel) : 0u,
+                        state().contextHistory.size()};
+        *context = reinterpret_cast<OptixDeviceContext>(c);
+        state().optixContexts.insert(c);
+        state().contextHistory.push_back({device, c->level, c->callback != nullptr, 0});
+        sim::trace("optix", "optixDeviceContextCreate device=%d level=%u -> 0", device, c->level);
+    }
+    log(*c, 4, "SIMCONTEXT", "Created device context on device " + std::to_string(c->device));
+    return OPTIX_SUCCESS;
+}
+
+OptixResult contextDestroy(OptixDeviceContext context)
+{
+    std::lock_guard<std::mutex> guard(lock());
+    // Contexts are destroyed with their own device current.
+    if (!liveContext(context) ||
+        reinterpret_cast<Context*>(context)->device != sim::currentDevice())
+        return OPTIX_ERROR_INVALID_DEVICE_CONTEXT;
+    state().optixContexts.erase(context);
+    delete reinterpret_cast<Context*>(context);
+    sim::trace("optix", "optixDeviceContextDestroy -> 0");
+    return OPTIX_SUCCESS;
+}
+
+OptixResult contextSetLogCallback(OptixDeviceContext context, OptixLogCallback callback,
+                                  void* data, unsigned level)
+{
+    std::lock_guard<std::mutex> guard(lock());
+    if (!liveContext(context) || level > 4)
+        return OPTIX_ERROR_INVALID_VALUE;
+    auto* c = reinterpret_cast<Context*>(context);
+    c->callback = callback;
+    c->callbackData = data;
+    c->level = level;
+    return OPTIX_SUCCESS;
+}
+
+OptixResult contextSetCacheEnabled(OptixDeviceContext context, int enabled)
+{
+    std::lock_guard<std::mutex> guard(lock());
+    if (!liveContext(context))
+        return OPTIX_ERROR_INVALID_DEVICE_CONTEXT;
+    state().contextHistory[reinterpret_cast<Context*>(context)->record].cacheEnabled = enabled;
+    sim::trace("optix", "optixDeviceContextSetCacheEnabled enabled=%d -> 0", enabled);
+    return OPTIX_SUCCESS;
+}
+
+} // namespace
+
+namespace sim {
+
+OptixResult queryFunctionTable(int abiId, unsigned int /*numOptions*/,
+                               OptixQueryFunctionTableOptions* /*optionKeys*/,
+                               const void** /*optionValues*/, void* functionTable,
+                               size_t sizeOfTable)
+{
+    trace("optix", "optixQueryFunctionTable abi=%d size=%zu", abiId, sizeOfTable);
+    if (abiId != OPTIX_ABI_VERSION)
+        return OPTIX_ERROR_UNSUPPORTED_ABI_VERSION;
+    if (sizeOfTable != sizeof(OptixFunctionTable))
+        return OPTIX_ERROR_FUNCTION_TABLE_SIZE_MISMATCH;
+    if (!functionTable)
+        return OPTIX_ERROR_INVALID_VALUE;
+    // Entries the library does not call stay null.
+    OptixFunctionTable table = {};
+    table.optixGetErrorName = errorName;
+    table.optixGetErrorString = errorString;
+    table.optixDeviceContextCreate = contextCreate;
+    table.optixDeviceContextDestroy = contextDestroy;
+    table.optixDeviceContextSetLogCallback = contextSetLogCallback;
+    table.optixDeviceContextSetCacheEnabled = contextSetCacheEnabled;
+    std::memcpy(functionTable, &table, sizeof(table));
+    return OPTIX_SUCCESS;
+}
+
+} // namespace sim

@@ -1,0 +1,28 @@
+#!/usr/bin/env bash
+# Builds the library and runs the GPU checks on a machine with an NVIDIA GPU.
+# Ends with the line "N passed, N failed".
+set -u
+cd "$(dirname "$0")/../.."
+
+# The driver's OptiX library may live outside the loader's default paths.
+if ! ldconfig -p | grep -q 'libnvoptix\.so\.1'; then
+    dir=$(find /usr/local/nvidia /usr/lib /usr/lib64 -name 'libnvoptix.so.1' -printf '%h\n' 2>/dev/null | head -n 1)
+    if [ -n "$dir" ]; then
+        export LD_LIBRARY_PATH="$dir${LD_LIBRARY_PATH:+:$LD_LIBRARY_PATH}"
+        echo "libnvoptix.so.1 found in $dir"
+    else
+        echo "libnvoptix.so.1 not found; ldconfig says:"
+        ldconfig -p | grep -i -E 'optix|rtcore' || echo "  (nothing)"
+    fi
+fi
+nvidia-smi --query-gpu=name,driver_version,compute_cap --format=csv,noheader 2>/dev/null || true
+
+build=${BUILD_DIR:-build-gpu}
+if ! cmake -S . -B "$build" -G Ninja -DTREVIX7_TESTS=OFF -DTREVIX7_GPU_TESTS=ON \
+        -DCMAKE_BUILD_TYPE=RelWithDebInfo >"$build.configure.log" 2>&1 ||
+   ! cmake --build "$build" -j "$(nproc)" >"$build.build.log" 2>&1; then
+    tail -n 40 "$build.configure.log" "$build.build.log" 2>/dev/null
+    echo "0 passed, 1 failed"
+    exit 1
+fi
+"$build/tests/gpu/trevix7_gpu_checks" "$build/cuda"

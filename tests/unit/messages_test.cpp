@@ -1,0 +1,146 @@
+// Message layouts of the checked calls, the exception type and the OptiX log
+// callback, before the OptiX library is loaded.
+
+#include "core/CUDABuffer.h"
+#include "core/PathTracer.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <regex>
+#include <string>
+
+namespace {
+
+template <typename F> std::string messageOf(F&& f)
+{
+    try {
+        f();
+    } catch (const sutil::Exception& e) {
+        return e.what();
+    }
+    return "<no exception>";
+}
+
+OptixResult failingCall(OptixResult r) { return r; }
+
+// Stands in for an OptiX call that fills a log and reports the size it needed.
+OptixResult callWithLog(char* log, size_t* sizeof_log, size_t needed)
+{
+    std::strcpy(log, "line 1: syntax error");
+    *sizeof_log = needed;
+    return OPTIX_ERROR_INVALID_PTX;
+}
+
+TEST(Messages, CudaCheckQuotesTheCallAndTheSourceFile)
+{
+    PathTracerState state;
+    state.device_idx = 7; // no such simulated device
+    std::string msg = messageOf([&] { PathTracer::makeCurrent(state); });
+    state.device_idx = -1; // nothing to release
+    EXPECT_TRUE(std::regex_match(msg, std::regex("CUDA call \\(cudaSetDevice\\(state\\.device_idx\\) \\) "
+                                                 "failed with error: 'invalid device ordinal' "
+                                                 "\\(PathTracer\\.cpp:[0-9]+\\)\n")))
+        << msg;
+
+    int line = __LINE__ + 1;
+    msg = messageOf([] { CUDA_CHECK(cudaMalloc(nullptr, 16)); });
+    EXPECT_EQ(msg, "CUDA call (cudaMalloc(nullptr, 16) ) failed with error: 'invalid argument' "
+                   "(messages_test.cpp:" + std::to_string(line) + ")\n");
+}
+
+TEST(Messages, SyncCheckReportsThePendingError)
+{
+    ASSERT_EQ(cudaSetDevice(42), cudaErrorInvalidDevice); // leaves a pending error
+    int line = __LINE__ + 1;
+    std::string msg = messageOf([] { CUDA_SYNC_CHECK(); });
+    EXPECT_EQ(msg, "CUDA error on synchronize with error 'invalid device ordinal' "
+                   "(messages_test.cpp:" + std::to_string(line) + ")\n");
+    EXPECT_EQ(cudaGetLastError(), cudaSuccess);
+}
+
+TEST(Messages, OptixCheckBeforeLoadingUsesTheFixedNames)
+{
+    ASSERT_EQ(g_optixFunctionTable.optixGetErrorName, nullptr);
+    int line = __LINE__ + 1;
+    std::string msg = messageOf([] { OPTIX_CHECK(failingCall(OPTIX_ERROR_INVALID_VALUE)); });
+    EXPECT_EQ(msg, "OPTIX_ERROR_INVALID_VALUE: Optix call 'failingCall(OPTIX_ERROR_INVALID_VALUE)' "
+                   "failed: messages_test.cpp:" + std::to_string(line) + ")\n");
+
+    const std::pair<int, const char*> names[] = {
+        {0, "OPTIX_SUCCESS"},
+        {7001, "OPTIX_ERROR_INVALID_VALUE"},
+        {7002, "Unknown OptixResult code"},
+        {7052, "Unknown OptixResult code"},
+        {7801, "OPTIX_ERROR_UNSUPPORTED_ABI_VERSION"},
+        {7802, "OPTIX_ERROR_FUNCTION_TABLE_SIZE_MISMATCH"},
+        {7803, "OPTIX_ERROR_INVALID_ENTRY_FUNCTION_OPTIONS"},
+        {7804, "OPTIX_ERROR_LIBRARY_NOT_FOUND"},
+        {7805, "OPTIX_ERROR_ENTRY_SYMBOL_NOT_FOUND"},
+        {7806, "OPTIX_ERROR_LIBRARY_UNLOAD_FAILURE"},
+        {7807, "Unknown OptixResult code"},
+    };
+    for (const auto& n : names)
+        EXPECT_EQ(sutil::Exception::createMessage(OptixResult(n.first), "x"),
+                  std::string(n.second) + ": x");
+    // A null text fails the stream after the separator.
+    EXPECT_EQ(sutil::Exception::createMessage(OPTIX_ERROR_INVALID_VALUE, nullptr),
+              "OPTIX_ERROR_INVALID_VALUE: ");
+    // The constructor without a result keeps the text unchanged.
+    EXPECT_STREQ(sutil::Exception("as is").what(), "as is");
+}
+
+TEST(Messages, OptixLogIsMarkedOnlyWhenItOverflows)
+{
+    for (size_t needed : {size_t(21), kOptixLogSize, kOptixLogSize + 1}) {
+        int line = 0;
+        std::string msg = messageOf([&] {
+            char log[kOptixLogSize];
+            size_t sizeof_log = 0;
+            line = __LINE__ + 1;
+            OPTIX_CHECK_LOG(callWithLog(log, &sizeof_log, needed));
+        });
+        std::string expected = "Unknown OptixResult code: Optix call 'callWithLog(log, &sizeof_log, "
+                               "needed)' failed: messages_test.cpp:" + std::to_string(line) +
+                               ")\nLog:\nline 1: syntax error" +
+                               (needed > kOptixLogSize ? "<TRUNCATED>" : "") + "\n";
+        EXPECT_EQ(msg, expected) << "log size " << needed;
+    }
+}
+
+TEST(Messages, OptixLogSizeIsResetBeforeEachCall)
+{
+    char log[kOptixLogSize];
+    size_t sizeof_log = 3;
+    size_t seen = 0;
+    auto probe = [&](size_t* size) {
+        seen = *size;
+        log[0] = '\0';
+        return OPTIX_SUCCESS;
+    };
+    OPTIX_CHECK_LOG(probe(&sizeof_log));
+    EXPECT_EQ(seen, kOptixLogSize);
+}
+
+TEST(Messages, LogCallbackAlignsLevelAndTag)
+{
+    testing::internal::CaptureStderr();
+    context_log_cb(4, "DISKCACHE", "Opened database", nullptr);
+    context_log_cb(12, "COMPILER", "", nullptr);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              "[ 4][   DISKCACHE]: Opened database\n"
+              "[12][    COMPILER]: \n");
+
+    // A null tag fails the stream: the rest of the record is lost.
+    testing::internal::CaptureStderr();
+    context_log_cb(2, nullptr, "lost", nullptr);
+    context_log_cb(2, "TAG", "also lost", nullptr);
+    std::cerr.clear();
+    context_log_cb(3, "TAG", "back", nullptr);
+    std::string out = testing::internal::GetCapturedStderr();
+    EXPECT_EQ(out.rfind("[ 2][", 0), 0u) << out;
+    EXPECT_EQ(out.find("lost"), std::string::npos) << out;
+    EXPECT_EQ(out.substr(out.size() - 25), "[ 3][         TAG]: back\n") << out;
+}
+
+} // namespace
