@@ -141,6 +141,7 @@ void PathTracer::startDevice(PathTracerState& state, int ordinal, int logLevel)
     OptixDeviceContext& context = state.context;
     OPTIX_CHECK(optixDeviceContextCreate(cuCtx, &options, &context));
     OPTIX_CHECK(optixDeviceContextSetCacheEnabled(context, 1));
+    state.modules.setContext(context);
 
     error = cudaStreamCreate(&state.stream);
     if (error != cudaSuccess) {

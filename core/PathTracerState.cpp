@@ -24,6 +24,7 @@ PathTracerState::~PathTracerState()
                       << std::endl;
         }
     };
+    guarded([&] { modules.destroy(); });
     guarded([&] {
         if (d_params)
             CUDA_CHECK(cudaFree(reinterpret_cast<void*>(d_params)));

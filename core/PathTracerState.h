@@ -4,6 +4,7 @@
 
 #include "Params.h"
 #include "optix7.h"
+#include "programs/Modules.h"
 
 #include <cuda_runtime.h>
 
@@ -15,6 +16,7 @@ struct PathTracerState {
 
     int device_idx = -1; // CUDA ordinal
     OptixDeviceContext context = nullptr;
+    Modules modules;
 
     // Samples this device renders per pass, and where they go (see sample buffers).
     int num_samples = 0;

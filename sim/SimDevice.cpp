@@ -95,6 +95,12 @@ size_t deviceBytesInUse(int device)
     return device >= 0 && size_t(device) < s.devices.size() ? s.devices[device].bytesInUse : 0;
 }
 
+std::vector<ModuleRecord> moduleHistory()
+{
+    std::lock_guard<std::mutex> guard(lock());
+    return state().moduleHistory;
+}
+
 std::vector<ContextRecord> contextHistory()
 {
     std::lock_guard<std::mutex> guard(lock());

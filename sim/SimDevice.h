@@ -35,6 +35,7 @@ struct State {
     std::set<void*> optixContexts;
     std::set<void*> optixObjects;
     std::vector<ContextRecord> contextHistory;
+    std::vector<ModuleRecord> moduleHistory;
     FILE* trace = nullptr;
 };
 

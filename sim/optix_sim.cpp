@@ -7,6 +7,8 @@
 
 #include "core/optix7.h"
 
+#include <algorithm>
+#include <cstdlib>
 #include <cstring>
 #include <string>
 
@@ -114,6 +116,102 @@ OptixResult contextSetCacheEnabled(OptixDeviceContext context, int enabled)
     return OPTIX_SUCCESS;
 }
 
+// A module is a heap cell holding its device ordinal.
+OptixModule newModule(const Context& c)
+{
+    auto* m = new int(c.device);
+    state().optixObjects.insert(m);
+    return reinterpret_cast<OptixModule>(m);
+}
+
+sim::ModuleRecord record(const Context& c, const OptixModuleCompileOptions* module,
+                         const OptixPipelineCompileOptions* pipeline)
+{
+    sim::ModuleRecord r{c.device, "", 0, *module, *pipeline, ""};
+    if (pipeline->pipelineLaunchParamsVariableName)
+        r.launchParamsName = pipeline->pipelineLaunchParamsVariableName;
+    return r;
+}
+
+// Writes `text` as OptiX does: truncated to the buffer, always terminated,
+// with the size it needed (terminator included) reported back.
+void writeLog(const std::string& text, char* log, size_t* logSize)
+{
+    if (!log || !logSize)
+        return;
+    if (*logSize) {
+        size_t n = std::min(text.size(), *logSize - 1);
+        std::memcpy(log, text.data(), n);
+        log[n] = '\0';
+    }
+    *logSize = text.size() + 1;
+}
+
+// Program text that asks the simulated compiler to fail: "SIM_COMPILE_ERROR"
+// anywhere in it, with an optional "SIM_LOG_BYTES=<n>" giving the log length.
+OptixResult moduleCreateFromPTX(OptixDeviceContext context,
+                                const OptixModuleCompileOptions* moduleCompileOptions,
+                                const OptixPipelineCompileOptions* pipelineCompileOptions,
+                                const char* PTX, size_t PTXsize, char* logString,
+                                size_t* logStringSize, OptixModule* module)
+{
+    std::lock_guard<std::mutex> guard(lock());
+    if (!liveContext(context) || !moduleCompileOptions || !pipelineCompileOptions || !PTX ||
+        !PTXsize || !module)
+        return OPTIX_ERROR_INVALID_VALUE;
+    const auto& c = *reinterpret_cast<Context*>(context);
+    std::string text(PTX, PTXsize);
+    if (text.find("SIM_COMPILE_ERROR") != std::string::npos) {
+        size_t bytes = 40;
+        size_t at = text.find("SIM_LOG_BYTES=");
+        if (at != std::string::npos)
+            bytes = std::strtoull(text.c_str() + at + 14, nullptr, 10);
+        std::string log = "simulated compile error";
+        log.resize(std::max(bytes, log.size()), '.');
+        log.resize(bytes);
+        writeLog(log, logString, logStringSize);
+        sim::trace("optix", "optixModuleCreateFromPTX bytes=%zu -> %d", PTXsize,
+                   int(OPTIX_ERROR_INVALID_PTX));
+        return OPTIX_ERROR_INVALID_PTX;
+    }
+    writeLog("", logString, logStringSize);
+    sim::ModuleRecord r = record(c, moduleCompileOptions, pipelineCompileOptions);
+    r.text = text;
+    state().moduleHistory.push_back(r);
+    *module = newModule(c);
+    sim::trace("optix", "optixModuleCreateFromPTX bytes=%zu -> 0", PTXsize);
+    return OPTIX_SUCCESS;
+}
+
+OptixResult builtinISModuleGet(OptixDeviceContext context,
+                               const OptixModuleCompileOptions* moduleCompileOptions,
+                               const OptixPipelineCompileOptions* pipelineCompileOptions,
+                               const OptixBuiltinISOptions* builtinISOptions,
+                               OptixModule* builtinModule)
+{
+    std::lock_guard<std::mutex> guard(lock());
+    if (!liveContext(context) || !moduleCompileOptions || !pipelineCompileOptions ||
+        !builtinISOptions || !builtinModule)
+        return OPTIX_ERROR_INVALID_VALUE;
+    const auto& c = *reinterpret_cast<Context*>(context);
+    sim::ModuleRecord r = record(c, moduleCompileOptions, pipelineCompileOptions);
+    r.builtinType = unsigned(builtinISOptions->builtinISModuleType);
+    state().moduleHistory.push_back(r);
+    *builtinModule = newModule(c);
+    sim::trace("optix", "optixBuiltinISModuleGet type=0x%x -> 0", r.builtinType);
+    return OPTIX_SUCCESS;
+}
+
+OptixResult moduleDestroy(OptixModule module)
+{
+    std::lock_guard<std::mutex> guard(lock());
+    if (!module || !state().optixObjects.erase(module))
+        return OPTIX_ERROR_INVALID_VALUE;
+    delete reinterpret_cast<int*>(module);
+    sim::trace("optix", "optixModuleDestroy -> 0");
+    return OPTIX_SUCCESS;
+}
+
 } // namespace
 
 namespace sim {
@@ -138,6 +236,9 @@ OptixResult queryFunctionTable(int abiId, unsigned int /*numOptions*/,
     table.optixDeviceContextDestroy = contextDestroy;
     table.optixDeviceContextSetLogCallback = contextSetLogCallback;
     table.optixDeviceContextSetCacheEnabled = contextSetCacheEnabled;
+    table.optixModuleCreateFromPTX = moduleCreateFromPTX;
+    table.optixBuiltinISModuleGet = builtinISModuleGet;
+    table.optixModuleDestroy = moduleDestroy;
     std::memcpy(functionTable, &table, sizeof(table));
     return OPTIX_SUCCESS;
 }

@@ -2,6 +2,8 @@
 // What tests can ask the simulated device about: live objects (for leak checks)
 // and the OptiX calls it recorded.
 
+#include "core/optix7.h"
+
 #include <cstddef>
 #include <string>
 #include <vector>
@@ -31,5 +33,17 @@ struct ContextRecord {
 };
 // Every context created so far, in creation order (destroyed ones included).
 std::vector<ContextRecord> contextHistory();
+
+// A module that reached the simulated OptiX: from program text, or built in.
+struct ModuleRecord {
+    int device;
+    std::string text;             // empty for built-in modules
+    unsigned builtinType;         // OptixPrimitiveType of a built-in module, else 0
+    OptixModuleCompileOptions moduleOptions;
+    OptixPipelineCompileOptions pipelineOptions;
+    std::string launchParamsName; // pipelineLaunchParamsVariableName as a string
+};
+// Every module created so far, in creation order.
+std::vector<ModuleRecord> moduleHistory();
 
 } // namespace sim

@@ -4,6 +4,8 @@
 
 #include "core/CUDABuffer.h"
 #include "core/OptixLoader.h"
+#include "programs/Modules.h"
+#include "programs/ProgramFiles.h"
 
 #include "trevix7.h"
 
@@ -102,6 +104,24 @@ void checkOptixDirectly(const std::string& ptxDir)
         } catch (const std::exception& ex) {
             check(false, std::string("module from our PTX: ") + ex.what());
         }
+    }
+    // The library's own path: program file search and the module cache.
+    try {
+        ApiSetupLibraryDir((ptxDir + "/..").c_str());
+        std::string text;
+        getPtxString(text, "dummy7_chit.cu");
+        Modules modules;
+        modules.setContext(context);
+        OptixModule m = modules.getModule("dummy7_chit.cu", text);
+        check(m && modules.getModule("dummy7_chit.ptx", text) == m,
+              "module cache: dummy7_chit.cu loaded through the program search, one module");
+        check(modules.getBSplineLinIsModule() && modules.getBSplineQuadIsModule() &&
+                  modules.getBSplineCubeIsModule() && modules.getSplineCRomIsModule(),
+              "four built-in curve intersection modules");
+        modules.destroy();
+        check(true, "module cache destroyed");
+    } catch (const std::exception& ex) {
+        check(false, std::string("module cache: ") + ex.what());
     }
     OptixResult r = optixDeviceContextDestroy(context);
     check(r == OPTIX_SUCCESS, "device context destroyed");
