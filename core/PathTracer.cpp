@@ -169,7 +169,7 @@ void PathTracer::initLaunchParams(PathTracerState& state)
     state.params.width = m_width / m_scaleFactor;
     state.params.height = m_height / m_scaleFactor;
     state.params.device_idx = state.device_idx;
-    // The scene root is set here once the instance structure exists.
+    state.params.handle = state.ias_handle;
 }
 
 int PathTracer::cudaOrdinal(unsigned index) const

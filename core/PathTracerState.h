@@ -18,6 +18,27 @@ struct PathTracerState {
     OptixDeviceContext context = nullptr;
     Modules modules;
 
+    // Scene objects of this device come with their own types (textures,
+    // materials, geometry maps); how many geometries of each kind exist:
+    int primitivesCount = 0;
+    int trianglesCount = 0;
+    int curvesCount = 0;
+
+    // Instance acceleration structure (the scene root).
+    OptixRelocationInfo ias_info = {};
+    OptixTraversableHandle ias_handle = 0;
+    CUdeviceptr d_ias_output_buffer = 0;
+    size_t ias_buffer_size = 0;
+
+    // Programs and pipeline.
+    OptixModule camera_module = nullptr;
+    OptixModule miss_module = nullptr;
+    OptixPipeline pipeline = nullptr;
+    OptixProgramGroup raygen_prog_group = nullptr;
+    OptixProgramGroup radiance_miss_group = nullptr;
+    OptixProgramGroup occlusion_miss_group = nullptr;
+    OptixShaderBindingTable sbt = {};
+
     // Samples this device renders per pass, and where they go (see sample buffers).
     int num_samples = 0;
     CUdeviceptr d_sample_indices = 0;
@@ -31,6 +52,10 @@ struct PathTracerState {
     void* h_albedo_accum = nullptr;
     void* h_normal_accum = nullptr;
     void* h_sample_l2 = nullptr;
+
+    // Textures used by the current camera.
+    unsigned camera_texture0 = 0;
+    unsigned camera_texture1 = 0;
 
     Params params = {};
     CUdeviceptr d_params = 0;
