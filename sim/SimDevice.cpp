@@ -1,5 +1,6 @@
 #include "SimDevice.h"
 
+#include <algorithm>
 #include <cstdarg>
 #include <cstdlib>
 #include <sstream>
@@ -66,6 +67,34 @@ void trace(const char* api, const char* fmt, ...)
     std::fflush(f);
 }
 
+const Allocation* blockHolding(const void* p, size_t bytes)
+{
+    auto& allocations = state().allocations;
+    auto it = allocations.upper_bound(const_cast<void*>(p));
+    if (it == allocations.begin())
+        return nullptr;
+    --it;
+    size_t offset = size_t(static_cast<const char*>(p) - static_cast<const char*>(it->first));
+    size_t need = std::max<size_t>(bytes, 1);
+    if (offset >= it->second.bytes || need > it->second.bytes - offset)
+        return nullptr;
+    return &it->second;
+}
+
+bool insideBlocks(const void* p, size_t bytes)
+{
+    auto& allocations = state().allocations;
+    auto it = allocations.upper_bound(const_cast<void*>(p));
+    if (it == allocations.begin())
+        return true; // not simulated memory (ordinary host memory)
+    --it;
+    auto* begin = static_cast<const char*>(it->first);
+    auto* q = static_cast<const char*>(p);
+    if (q >= begin + std::max<size_t>(it->second.bytes, 1))
+        return true;
+    return q + bytes <= begin + it->second.bytes;
+}
+
 int currentDevice() { return t_currentDevice; }
 void setCurrentDevice(int device) { t_currentDevice = device; }
 
@@ -82,6 +111,10 @@ Counts counts()
             c.deviceBytes += a.second.bytes;
         }
     }
+    for (const Array* a : s.arrays)
+        c.deviceBytes += a->image.size();
+    c.arrays = s.arrays.size();
+    c.textureObjects = s.textureObjects.size();
     c.streams = s.streams.size();
     c.optixContexts = s.optixContexts.size();
     c.optixObjects = s.optixObjects.size();
@@ -93,6 +126,27 @@ size_t deviceBytesInUse(int device)
     std::lock_guard<std::mutex> guard(lock());
     const State& s = state();
     return device >= 0 && size_t(device) < s.devices.size() ? s.devices[device].bytesInUse : 0;
+}
+
+void setDeviceMemoryLimit(int device, size_t bytes)
+{
+    std::lock_guard<std::mutex> guard(lock());
+    State& s = state();
+    if (device >= 0 && size_t(device) < s.devices.size())
+        s.devices[device].memoryLimit = bytes;
+}
+
+size_t memoryLimit(int device)
+{
+    std::lock_guard<std::mutex> guard(lock());
+    const State& s = state();
+    return device >= 0 && size_t(device) < s.devices.size() ? s.devices[device].memoryLimit : 0;
+}
+
+void setPinnedMemoryLimit(size_t bytes)
+{
+    std::lock_guard<std::mutex> guard(lock());
+    state().pinnedLimit = bytes;
 }
 
 std::vector<ModuleRecord> moduleHistory()

@@ -6,6 +6,7 @@
 
 #include <cuda_runtime_api.h>
 
+#include <cstdint>
 #include <cstdio>
 #include <map>
 #include <mutex>
@@ -20,6 +21,13 @@ struct Device {
     size_t memoryLimit;
     size_t bytesInUse = 0;
     bool contextCreated = false;
+
+    // Whether `bytes` more still fit under the limit (which tests may lower
+    // below what is already in use).
+    bool fits(size_t bytes) const
+    {
+        return bytesInUse <= memoryLimit && bytes <= memoryLimit - bytesInUse;
+    }
 };
 
 struct Allocation {
@@ -28,14 +36,55 @@ struct Allocation {
     bool pinned;
 };
 
+// A CUDA array: its image lives in host memory outside the allocation map,
+// its bytes count against its device's memory.
+struct Array {
+    int device;
+    cudaChannelFormatDesc desc;
+    size_t width;
+    size_t height;   // 0 for a one-dimensional array
+    size_t rowBytes; // width * bytes per element
+    std::vector<unsigned char> image;
+};
+
+struct TextureObject {
+    int device;
+    cudaResourceDesc resource;
+    cudaTextureDesc texture;
+};
+
+// An acceleration structure made by a build, a compaction or a relocation.
+// Its first 16 bytes in the output buffer hold kStructureMagic and its serial,
+// the index into State::structures plus one.
+constexpr unsigned long long kStructureMagic = 0x5452565853545255ull;
+struct Structure {
+    int device;
+    CUdeviceptr address; // also its traversable handle
+    size_t size;
+    size_t compactedSize;
+    unsigned buildFlags;
+    unsigned inputType;   // OptixBuildInputType
+    unsigned numInstances; // instance structures only
+};
+
 struct State {
     std::vector<Device> devices;
     std::map<void*, Allocation> allocations;
+    size_t pinnedLimit = SIZE_MAX;
+    size_t pinnedBytes = 0;
+    std::set<Array*> arrays;
+    std::map<unsigned long long, TextureObject> textureObjects;
+    unsigned long long lastTextureObject = kFirstTextureObject - 1;
     std::set<void*> streams;
     std::set<void*> optixContexts;
     std::set<void*> optixObjects;
     std::vector<ContextRecord> contextHistory;
     std::vector<ModuleRecord> moduleHistory;
+    std::vector<Structure> structures; // every structure ever made, by serial
+    bool compactionSaves = true;
+    std::vector<BuildRecord> buildHistory;
+    std::vector<CompactionRecord> compactionHistory;
+    std::vector<RelocationRecord> relocationHistory;
     FILE* trace = nullptr;
 };
 
@@ -46,6 +95,17 @@ std::mutex& lock();
 
 // Appends one line to the trace file, when tracing is on.
 void trace(const char* api, const char* fmt, ...) __attribute__((format(printf, 2, 3)));
+
+// Records a failed CUDA call as the thread's last error, as the runtime does;
+// gives back `e`.
+cudaError_t cudaResult(cudaError_t e);
+
+// The live block that holds all of [p, p + bytes) (at least one byte), or null.
+const Allocation* blockHolding(const void* p, size_t bytes);
+
+// True unless [p, p + bytes) starts inside a block and runs past its end;
+// memory outside every block is ordinary host memory.
+bool insideBlocks(const void* p, size_t bytes);
 
 // The calling thread's current device.
 int currentDevice();

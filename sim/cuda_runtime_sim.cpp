@@ -9,20 +9,26 @@
 #include <cstdlib>
 #include <cstring>
 
+using sim::cudaResult;
+using sim::insideBlocks;
 using sim::lock;
 using sim::state;
 
+namespace sim {
 namespace {
-
 thread_local cudaError_t t_lastError = cudaSuccess;
+} // namespace
 
-// Records a failure as the thread's last error, as the runtime does.
-cudaError_t result(cudaError_t e)
+cudaError_t cudaResult(cudaError_t e)
 {
     if (e != cudaSuccess)
         t_lastError = e;
     return e;
 }
+
+} // namespace sim
+
+namespace {
 
 cudaError_t noDeviceError()
 {
@@ -38,20 +44,25 @@ void* alignedBlock(size_t bytes)
 cudaError_t allocate(void** ptr, size_t bytes, bool pinned)
 {
     if (!ptr)
-        return result(cudaErrorInvalidValue);
+        return cudaResult(cudaErrorInvalidValue);
     *ptr = nullptr;
     if (cudaError_t e = noDeviceError())
-        return result(e);
+        return cudaResult(e);
     int device = sim::currentDevice();
     sim::Device& d = state().devices[device];
-    if (!pinned && bytes > d.memoryLimit - d.bytesInUse)
-        return result(cudaErrorMemoryAllocation);
+    d.contextCreated = true;
+    // As the real runtime does, an empty device allocation succeeds with a
+    // null pointer and holds nothing.
+    if (!pinned && bytes == 0)
+        return cudaSuccess;
+    if (pinned ? bytes > state().pinnedLimit - std::min(state().pinnedLimit, state().pinnedBytes)
+               : !d.fits(bytes))
+        return cudaResult(cudaErrorMemoryAllocation);
     void* block = alignedBlock(bytes);
     if (!block)
-        return result(cudaErrorMemoryAllocation);
+        return cudaResult(cudaErrorMemoryAllocation);
     std::memset(block, 0, bytes);
-    if (!pinned)
-        d.bytesInUse += bytes;
+    (pinned ? state().pinnedBytes : d.bytesInUse) += bytes;
     d.contextCreated = true;
     state().allocations[block] = {pinned ? -1 : device, bytes, pinned};
     *ptr = block;
@@ -64,30 +75,15 @@ cudaError_t release(void* ptr, bool pinned)
         return cudaSuccess;
     auto it = state().allocations.find(ptr);
     if (it == state().allocations.end() || it->second.pinned != pinned)
-        return result(cudaErrorInvalidValue);
+        return cudaResult(cudaErrorInvalidValue);
     // Stricter than the real runtime: memory is released on its own device.
     if (!pinned && it->second.device != sim::currentDevice())
-        return result(cudaErrorInvalidDevicePointer);
-    if (!pinned)
-        state().devices[it->second.device].bytesInUse -= it->second.bytes;
+        return cudaResult(cudaErrorInvalidDevicePointer);
+    (pinned ? state().pinnedBytes : state().devices[it->second.device].bytesInUse) -=
+        it->second.bytes;
     std::free(ptr);
     state().allocations.erase(it);
     return cudaSuccess;
-}
-
-// A copy must stay inside any accounted block it touches.
-bool insideBlocks(const void* p, size_t bytes)
-{
-    auto& allocations = state().allocations;
-    auto it = allocations.upper_bound(const_cast<void*>(p));
-    if (it == allocations.begin())
-        return true; // not simulated memory (ordinary host memory)
-    --it;
-    auto* begin = static_cast<const char*>(it->first);
-    auto* q = static_cast<const char*>(p);
-    if (q >= begin + std::max<size_t>(it->second.bytes, 1))
-        return true;
-    return q + bytes <= begin + it->second.bytes;
 }
 
 cudaError_t copy(void* dst, const void* src, size_t bytes, cudaMemcpyKind kind)
@@ -95,11 +91,11 @@ cudaError_t copy(void* dst, const void* src, size_t bytes, cudaMemcpyKind kind)
     if (bytes == 0)
         return cudaSuccess;
     if (!dst || !src)
-        return result(cudaErrorInvalidValue);
+        return cudaResult(cudaErrorInvalidValue);
     if (kind < cudaMemcpyHostToHost || kind > cudaMemcpyDefault)
-        return result(cudaErrorInvalidMemcpyDirection);
+        return cudaResult(cudaErrorInvalidMemcpyDirection);
     if (!insideBlocks(dst, bytes) || !insideBlocks(src, bytes))
-        return result(cudaErrorInvalidValue);
+        return cudaResult(cudaErrorInvalidValue);
     std::memmove(dst, src, bytes);
     return cudaSuccess;
 }
@@ -125,12 +121,12 @@ const char* cudaGetErrorString(cudaError_t error)
 
 cudaError_t cudaGetLastError(void)
 {
-    cudaError_t e = t_lastError;
-    t_lastError = cudaSuccess;
+    cudaError_t e = sim::t_lastError;
+    sim::t_lastError = cudaSuccess;
     return e;
 }
 
-cudaError_t cudaPeekAtLastError(void) { return t_lastError; }
+cudaError_t cudaPeekAtLastError(void) { return sim::t_lastError; }
 
 cudaError_t cudaGetDeviceCount(int* count)
 {
@@ -138,16 +134,16 @@ cudaError_t cudaGetDeviceCount(int* count)
     *count = int(state().devices.size());
     cudaError_t e = noDeviceError();
     sim::trace("cuda", "cudaGetDeviceCount count=%d -> %d", *count, int(e));
-    return result(e);
+    return cudaResult(e);
 }
 
 cudaError_t cudaGetDeviceProperties(cudaDeviceProp* prop, int device)
 {
     std::lock_guard<std::mutex> guard(lock());
     if (!prop)
-        return result(cudaErrorInvalidValue);
+        return cudaResult(cudaErrorInvalidValue);
     if (device < 0 || size_t(device) >= state().devices.size())
-        return result(cudaErrorInvalidDevice);
+        return cudaResult(cudaErrorInvalidDevice);
     const sim::Device& d = state().devices[device];
     std::memset(prop, 0, sizeof(*prop));
     std::snprintf(prop->name, sizeof(prop->name), "Simulated Device %d (sm_%d)", device,
@@ -172,13 +168,13 @@ cudaError_t cudaSetDevice(int device)
     if (e == cudaSuccess)
         sim::setCurrentDevice(device);
     sim::trace("cuda", "cudaSetDevice device=%d -> %d", device, int(e));
-    return result(e);
+    return cudaResult(e);
 }
 
 cudaError_t cudaGetDevice(int* device)
 {
     if (!device)
-        return result(cudaErrorInvalidValue);
+        return cudaResult(cudaErrorInvalidValue);
     *device = sim::currentDevice();
     return cudaSuccess;
 }
@@ -201,7 +197,7 @@ cudaError_t cudaFree(void* devPtr)
     }
     sim::trace("cuda", "cudaFree device=%d ptr=%s -> %d", sim::currentDevice(),
                devPtr ? "block" : "null", int(e));
-    return result(e);
+    return cudaResult(e);
 }
 
 cudaError_t cudaHostAlloc(void** pHost, size_t size, unsigned int flags)
@@ -227,7 +223,7 @@ cudaError_t cudaHostGetDevicePointer(void** pDevice, void* pHost, unsigned int f
     std::lock_guard<std::mutex> guard(lock());
     auto it = state().allocations.find(pHost);
     if (!pDevice || flags != 0 || it == state().allocations.end() || !it->second.pinned)
-        return result(cudaErrorInvalidValue);
+        return cudaResult(cudaErrorInvalidValue);
     *pDevice = pHost;
     return cudaSuccess;
 }
@@ -247,14 +243,14 @@ cudaError_t cudaMemcpyAsync(void* dst, const void* src, size_t count, cudaMemcpy
     cudaError_t e = stream && !state().streams.count(stream) ? cudaErrorInvalidResourceHandle
                                                              : copy(dst, src, count, kind);
     sim::trace("cuda", "cudaMemcpyAsync bytes=%zu kind=%d -> %d", count, int(kind), int(e));
-    return result(e);
+    return cudaResult(e);
 }
 
 cudaError_t cudaMemset(void* devPtr, int value, size_t count)
 {
     std::lock_guard<std::mutex> guard(lock());
     if (count && (!devPtr || !insideBlocks(devPtr, count)))
-        return result(cudaErrorInvalidValue);
+        return cudaResult(cudaErrorInvalidValue);
     if (count)
         std::memset(devPtr, value, count);
     return cudaSuccess;
@@ -269,9 +265,9 @@ cudaError_t cudaStreamCreate(cudaStream_t* pStream)
 {
     std::lock_guard<std::mutex> guard(lock());
     if (!pStream)
-        return result(cudaErrorInvalidValue);
+        return cudaResult(cudaErrorInvalidValue);
     if (cudaError_t e = noDeviceError())
-        return result(e);
+        return cudaResult(e);
     // A stream is a heap cell holding its device ordinal.
     auto* s = new int(sim::currentDevice());
     *pStream = reinterpret_cast<cudaStream_t>(s);
@@ -284,7 +280,7 @@ cudaError_t cudaStreamDestroy(cudaStream_t stream)
 {
     std::lock_guard<std::mutex> guard(lock());
     if (!state().streams.count(stream) || *reinterpret_cast<int*>(stream) != sim::currentDevice())
-        return result(cudaErrorInvalidResourceHandle);
+        return cudaResult(cudaErrorInvalidResourceHandle);
     state().streams.erase(stream);
     delete reinterpret_cast<int*>(stream);
     sim::trace("cuda", "cudaStreamDestroy -> 0");
@@ -296,10 +292,10 @@ cudaError_t cudaStreamSynchronize(cudaStream_t stream)
 {
     std::lock_guard<std::mutex> guard(lock());
     if (stream && !state().streams.count(stream))
-        return result(cudaErrorInvalidResourceHandle);
+        return cudaResult(cudaErrorInvalidResourceHandle);
     return cudaSuccess;
 }
 
-cudaError_t cudaDeviceSynchronize(void) { return result(noDeviceError()); }
+cudaError_t cudaDeviceSynchronize(void) { return cudaResult(noDeviceError()); }
 
 } // extern "C"

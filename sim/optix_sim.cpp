@@ -216,6 +216,11 @@ OptixResult moduleDestroy(OptixModule module)
 
 namespace sim {
 
+int contextDevice(OptixDeviceContext context)
+{
+    return liveContext(context) ? reinterpret_cast<Context*>(context)->device : -1;
+}
+
 OptixResult queryFunctionTable(int abiId, unsigned int /*numOptions*/,
                                OptixQueryFunctionTableOptions* /*optionKeys*/,
                                const void** /*optionValues*/, void* functionTable,
@@ -239,6 +244,7 @@ OptixResult queryFunctionTable(int abiId, unsigned int /*numOptions*/,
     table.optixModuleCreateFromPTX = moduleCreateFromPTX;
     table.optixBuiltinISModuleGet = builtinISModuleGet;
     table.optixModuleDestroy = moduleDestroy;
+    fillAccelEntries(table);
     std::memcpy(functionTable, &table, sizeof(table));
     return OPTIX_SUCCESS;
 }

@@ -1,8 +1,11 @@
 #pragma once
 // What tests can ask the simulated device about: live objects (for leak checks)
-// and the OptiX calls it recorded.
+// and the OptiX calls it recorded; and the few settings tests may change while
+// the process runs.
 
 #include "core/optix7.h"
+
+#include <cuda_runtime_api.h>
 
 #include <cstddef>
 #include <string>
@@ -12,17 +15,43 @@ namespace sim {
 
 struct Counts {
     size_t deviceAllocations = 0; // cudaMalloc blocks not yet freed, all devices
-    size_t deviceBytes = 0;
+    size_t deviceBytes = 0;       // of those blocks and of the live CUDA arrays
     size_t pinnedAllocations = 0; // cudaHostAlloc / cudaMallocHost blocks not yet freed
+    size_t arrays = 0;            // cudaMallocArray arrays (not in deviceAllocations)
+    size_t textureObjects = 0;
     size_t streams = 0;
     size_t optixContexts = 0;
-    size_t optixObjects = 0; // every other live OptiX object
+    size_t optixObjects = 0; // every other live OptiX object (not acceleration structures)
 };
 
 Counts counts();
 
-// Bytes currently allocated on one device.
+// Bytes currently allocated on one device (blocks and arrays).
 size_t deviceBytesInUse(int device);
+
+// Memory limits, changeable at run time. A device starts with
+// TREVIX7_SIM_DEVICE_MEMORY; a lower limit than what is in use refuses every
+// further allocation. Pinned memory is unbounded until a limit is set
+// (SIZE_MAX lifts it again); the limit counts live pinned bytes.
+void setDeviceMemoryLimit(int device, size_t bytes);
+size_t memoryLimit(int device);
+void setPinnedMemoryLimit(size_t bytes);
+
+// Texture objects are numbered upwards from this value.
+constexpr unsigned long long kFirstTextureObject = 0x7e0001;
+
+// A live texture object with what it samples.
+struct TextureInfo {
+    int device; // of its array
+    cudaResourceDesc resource;
+    cudaTextureDesc texture;
+    cudaChannelFormatDesc format; // of its array
+    size_t width;
+    size_t height;
+    std::vector<unsigned char> image; // the array's current bytes, rows tightly packed
+};
+// False when `object` is not a live texture object.
+bool textureInfo(unsigned long long object, TextureInfo& out);
 
 // Texts that reached the OptiX log callbacks of simulated contexts.
 struct ContextRecord {
@@ -45,5 +74,51 @@ struct ModuleRecord {
 };
 // Every module created so far, in creation order.
 std::vector<ModuleRecord> moduleHistory();
+
+// Whether builds report a compacted size smaller than the structure (default);
+// with false the emitted compacted size equals outputSizeInBytes.
+void setCompactionSaves(bool saves);
+
+// A successful optixAccelBuild.
+struct BuildRecord {
+    int device;
+    OptixAccelBuildOptions options;
+    unsigned numBuildInputs;
+    // The first build input, its host-array pointers (vertex, width, normal,
+    // box buffer arrays, flag arrays, micromap usage counts) nulled; what they
+    // pointed at follows.
+    OptixBuildInput input;
+    CUdeviceptr vertexBuffer; // first vertex buffer (triangles, curves), else 0
+    CUdeviceptr widthBuffer;  // first width buffer (curves), else 0
+    CUdeviceptr aabbBuffer;   // first box buffer (custom primitives), else 0
+    std::vector<unsigned> flags; // triangles, custom: numSbtRecords words; curves: the flag
+    std::vector<OptixTraversableHandle> instanceHandles; // instances: each instance's handle
+    size_t tempSize;   // tempBufferSizeInBytes
+    bool tempPinned;   // the temp buffer was mapped pinned host memory
+    size_t outputSize; // outputBufferSizeInBytes
+    unsigned numEmittedProperties;
+    OptixTraversableHandle handle;
+};
+struct CompactionRecord {
+    int device;
+    OptixTraversableHandle input;
+    OptixTraversableHandle output;
+    size_t outputSize; // outputBufferSizeInBytes
+    CUstream stream;
+};
+struct RelocationRecord {
+    int device; // the target's
+    OptixTraversableHandle source;
+    OptixTraversableHandle target;
+    size_t targetSize; // targetAccelSizeInBytes
+    std::vector<OptixTraversableHandle> instanceHandles; // instance structures: the new handles
+};
+// Successful calls, in call order.
+std::vector<BuildRecord> buildHistory();
+std::vector<CompactionRecord> compactionHistory();
+std::vector<RelocationRecord> relocationHistory();
+// Forgets the module, build, compaction and relocation records (not the
+// context records, and not the structures themselves).
+void clearHistories();
 
 } // namespace sim

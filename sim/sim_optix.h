@@ -1,5 +1,6 @@
 #pragma once
-// Entry of the simulated OptiX library, exported by libnvoptix.so.1.
+// Entry of the simulated OptiX library, exported by libnvoptix.so.1, and what
+// its parts share.
 
 #include "core/optix7.h"
 
@@ -9,5 +10,12 @@ OptixResult queryFunctionTable(int abiId, unsigned int numOptions,
                                OptixQueryFunctionTableOptions* optionKeys,
                                const void** optionValues, void* functionTable,
                                size_t sizeOfTable);
+
+// The device of a live simulated context, or -1 for anything else. The caller
+// holds the lock.
+int contextDevice(OptixDeviceContext context);
+
+// Fills the acceleration-structure entries of the table (optix_accel_sim.cpp).
+void fillAccelEntries(OptixFunctionTable& table);
 
 } // namespace sim

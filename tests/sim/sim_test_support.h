@@ -24,6 +24,7 @@ inline Created create(const std::vector<unsigned>& devices, int logLevel = 0,
                       unsigned width = 64, unsigned height = 48)
 {
     char error[kErrorSize] = "stale";
+    ApiSetupLibraryDir(TREVIX7_BUILD_DIR); // the placeholder programs
     testing::internal::CaptureStdout();
     unsigned h = ApiCreatePathTracer(width, height, READBACK_RGBA8, nullptr, nullptr, 0, nullptr,
                                      nullptr, 0, nullptr, nullptr, 0, nullptr, nullptr, 0, nullptr,
@@ -39,6 +40,8 @@ inline void expectNothingLeft()
     EXPECT_EQ(c.deviceAllocations, 0u);
     EXPECT_EQ(c.deviceBytes, 0u);
     EXPECT_EQ(c.pinnedAllocations, 0u);
+    EXPECT_EQ(c.arrays, 0u);
+    EXPECT_EQ(c.textureObjects, 0u);
     EXPECT_EQ(c.streams, 0u);
     EXPECT_EQ(c.optixContexts, 0u);
     EXPECT_EQ(c.optixObjects, 0u);

@@ -1,0 +1,552 @@
+// Acceleration structures of the simulated OptiX library: plausible sizes,
+// argument checks against the simulated allocations, and records of every
+// build, compaction and relocation.
+//
+// Sizes for n primitives (the sum over the build inputs: index triplets, or
+// vertices / 3 without indices, for triangles; numPrimitives for curves and
+// custom primitives; numInstances for instances):
+//   output     256 + 64 n
+//   temp       256 + 48 n with OPTIX_BUILD_FLAG_ALLOW_COMPACTION, else 128 + 32 n
+//   compacted  128 + 32 n (rounded up to 8), or the output size when the
+//              test switch says compaction saves nothing
+// A structure is its output buffer: the handle is the buffer's address, and
+// its first 16 bytes hold a header (magic, serial) by which later calls
+// recognise it, so a freed or overwritten structure is no longer valid and a
+// relocation finds out whether the structure was copied to its target.
+
+#include "SimDevice.h"
+#include "sim_optix.h"
+
+#include "core/optix7.h"
+
+#include <cstring>
+
+using sim::lock;
+using sim::state;
+
+namespace {
+
+constexpr unsigned long long kRelocationTag = 0x5452564c4f43494eull;
+
+size_t outputBytes(size_t n) { return 256 + 64 * n; }
+size_t tempBytes(size_t n, bool compaction) { return compaction ? 256 + 48 * n : 128 + 32 * n; }
+size_t compactedBytes(size_t n) { return (128 + 32 * n + 7) / 8 * 8; }
+
+bool aligned(CUdeviceptr p, unsigned long long alignment) { return p % alignment == 0; }
+
+size_t primitives(const OptixBuildInput& in)
+{
+    switch (in.type) {
+    case OPTIX_BUILD_INPUT_TYPE_TRIANGLES:
+        return in.triangleArray.indexFormat != OPTIX_INDICES_FORMAT_NONE
+                   ? in.triangleArray.numIndexTriplets
+                   : in.triangleArray.numVertices / 3;
+    case OPTIX_BUILD_INPUT_TYPE_CURVES:
+        return in.curveArray.numPrimitives;
+    case OPTIX_BUILD_INPUT_TYPE_CUSTOM_PRIMITIVES:
+        return in.customPrimitiveArray.numPrimitives;
+    case OPTIX_BUILD_INPUT_TYPE_INSTANCES:
+        return in.instanceArray.numInstances;
+    default:
+        return 0;
+    }
+}
+
+bool supported(OptixBuildInputType type)
+{
+    return type == OPTIX_BUILD_INPUT_TYPE_TRIANGLES || type == OPTIX_BUILD_INPUT_TYPE_CURVES ||
+           type == OPTIX_BUILD_INPUT_TYPE_CUSTOM_PRIMITIVES ||
+           type == OPTIX_BUILD_INPUT_TYPE_INSTANCES;
+}
+
+// Options and input types shared by the size query and the build; `n` gets
+// the primitive count.
+OptixResult checkInputs(const OptixAccelBuildOptions* options, const OptixBuildInput* inputs,
+                        unsigned numInputs, size_t& n)
+{
+    n = 0;
+    if (!options || !inputs || numInputs == 0 ||
+        options->operation != OPTIX_BUILD_OPERATION_BUILD || options->motionOptions.numKeys > 1)
+        return OPTIX_ERROR_INVALID_VALUE;
+    for (unsigned i = 0; i < numInputs; ++i) {
+        if (!supported(inputs[i].type) || inputs[i].type != inputs[0].type)
+            return OPTIX_ERROR_INVALID_VALUE;
+        n += primitives(inputs[i]);
+    }
+    if (inputs[0].type == OPTIX_BUILD_INPUT_TYPE_INSTANCES && numInputs != 1)
+        return OPTIX_ERROR_INVALID_VALUE;
+    return OPTIX_SUCCESS;
+}
+
+OptixAccelBufferSizes sizesFor(size_t n, unsigned buildFlags)
+{
+    return {outputBytes(n), tempBytes(n, buildFlags & OPTIX_BUILD_FLAG_ALLOW_COMPACTION), 0};
+}
+
+// Whether [p, p + bytes) lies in one live block that `device` reaches: its
+// own memory, or mapped pinned memory where `pinnedToo`.
+bool reachable(CUdeviceptr p, size_t bytes, int device, bool pinnedToo, bool* pinned = nullptr)
+{
+    const sim::Allocation* a = p ? sim::blockHolding(reinterpret_cast<void*>(p), bytes) : nullptr;
+    if (!a || (a->pinned ? !pinnedToo : a->device != device))
+        return false;
+    if (pinned)
+        *pinned = a->pinned;
+    return true;
+}
+
+bool overlap(CUdeviceptr a, size_t aBytes, CUdeviceptr b, size_t bBytes)
+{
+    return a < b + bBytes && b < a + aBytes;
+}
+
+bool usableStream(CUstream stream, int device)
+{
+    return !stream ||
+           (state().streams.count(stream) && *reinterpret_cast<int*>(stream) == device);
+}
+
+// The serial of the live structure behind a handle, or 0.
+unsigned long long serialOf(OptixTraversableHandle handle)
+{
+    if (!handle || !sim::blockHolding(reinterpret_cast<void*>(handle), 16))
+        return 0;
+    unsigned long long header[2];
+    std::memcpy(header, reinterpret_cast<void*>(handle), sizeof(header));
+    const auto& all = state().structures;
+    if (header[0] != sim::kStructureMagic || header[1] == 0 || header[1] > all.size() ||
+        all[header[1] - 1].address != handle)
+        return 0;
+    return header[1];
+}
+
+// A structure of `device`, or 0 where a null handle is allowed; else false.
+bool handleOn(OptixTraversableHandle handle, int device)
+{
+    unsigned long long serial = serialOf(handle);
+    return !handle || (serial && state().structures[serial - 1].device == device);
+}
+
+OptixTraversableHandle makeStructure(const sim::Structure& s)
+{
+    state().structures.push_back(s);
+    unsigned long long header[2] = {sim::kStructureMagic, state().structures.size()};
+    std::memcpy(reinterpret_cast<void*>(s.address), header, sizeof(header));
+    return s.address;
+}
+
+size_t naturalVertexStride(OptixVertexFormat format)
+{
+    switch (format) {
+    case OPTIX_VERTEX_FORMAT_FLOAT3:
+        return 12;
+    case OPTIX_VERTEX_FORMAT_FLOAT2:
+        return 8;
+    case OPTIX_VERTEX_FORMAT_HALF3:
+    case OPTIX_VERTEX_FORMAT_SNORM16_3:
+        return 6;
+    case OPTIX_VERTEX_FORMAT_HALF2:
+    case OPTIX_VERTEX_FORMAT_SNORM16_2:
+        return 4;
+    default:
+        return 0;
+    }
+}
+
+size_t orNatural(unsigned stride, size_t natural) { return stride ? stride : natural; }
+
+// The device buffers an input names. Inputs without primitives may leave them null.
+bool checkBuffers(const OptixBuildInput& in, int device,
+                  std::vector<OptixTraversableHandle>& instanceHandles)
+{
+    size_t n = primitives(in);
+    if (n == 0)
+        return true;
+    switch (in.type) {
+    case OPTIX_BUILD_INPUT_TYPE_TRIANGLES: {
+        const OptixBuildInputTriangleArray& t = in.triangleArray;
+        size_t vertex = naturalVertexStride(t.vertexFormat);
+        size_t index = t.indexFormat == OPTIX_INDICES_FORMAT_UNSIGNED_INT3     ? 12
+                       : t.indexFormat == OPTIX_INDICES_FORMAT_UNSIGNED_SHORT3 ? 6
+                                                                               : 0;
+        return vertex && t.vertexBuffers &&
+               reachable(t.vertexBuffers[0],
+                         t.numVertices * orNatural(t.vertexStrideInBytes, vertex), device, true) &&
+               (t.indexFormat == OPTIX_INDICES_FORMAT_NONE ||
+                (index && reachable(t.indexBuffer, n * orNatural(t.indexStrideInBytes, index),
+                                    device, true))) &&
+               t.flags && t.numSbtRecords >= 1;
+    }
+    case OPTIX_BUILD_INPUT_TYPE_CURVES: {
+        const OptixBuildInputCurveArray& c = in.curveArray;
+        bool curve = c.curveType == OPTIX_PRIMITIVE_TYPE_ROUND_LINEAR ||
+                     c.curveType == OPTIX_PRIMITIVE_TYPE_ROUND_QUADRATIC_BSPLINE ||
+                     c.curveType == OPTIX_PRIMITIVE_TYPE_ROUND_CUBIC_BSPLINE ||
+                     c.curveType == OPTIX_PRIMITIVE_TYPE_ROUND_CATMULLROM;
+        return curve && c.vertexBuffers && c.widthBuffers &&
+               reachable(c.vertexBuffers[0], c.numVertices * orNatural(c.vertexStrideInBytes, 12),
+                         device, true) &&
+               reachable(c.widthBuffers[0], c.numVertices * orNatural(c.widthStrideInBytes, 4),
+                         device, true) &&
+               reachable(c.indexBuffer, n * orNatural(c.indexStrideInBytes, 4), device, true);
+    }
+    case OPTIX_BUILD_INPUT_TYPE_CUSTOM_PRIMITIVES: {
+        const OptixBuildInputCustomPrimitiveArray& p = in.customPrimitiveArray;
+        return p.aabbBuffers && aligned(p.aabbBuffers[0], OPTIX_AABB_BUFFER_BYTE_ALIGNMENT) &&
+               reachable(p.aabbBuffers[0], n * orNatural(p.strideInBytes, sizeof(OptixAabb)),
+                         device, true) &&
+               p.flags && p.numSbtRecords >= 1;
+    }
+    case OPTIX_BUILD_INPUT_TYPE_INSTANCES: {
+        const OptixBuildInputInstanceArray& i = in.instanceArray;
+        size_t stride = orNatural(i.instanceStride, sizeof(OptixInstance));
+        if (!aligned(i.instances, OPTIX_INSTANCE_BYTE_ALIGNMENT) ||
+            !reachable(i.instances, n * stride, device, true))
+            return false;
+        // Each instance refers to a structure of this device (or to none).
+        for (size_t k = 0; k < n; ++k) {
+            OptixTraversableHandle h;
+            std::memcpy(&h,
+                        reinterpret_cast<char*>(i.instances) + k * stride +
+                            offsetof(OptixInstance, traversableHandle),
+                        sizeof(h));
+            if (!handleOn(h, device))
+                return false;
+            instanceHandles.push_back(h);
+        }
+        return true;
+    }
+    default:
+        return false;
+    }
+}
+
+// The first input as a test sees it: host arrays resolved, their pointers nulled.
+void describe(const OptixBuildInput& in, sim::BuildRecord& r)
+{
+    r.input = in;
+    switch (in.type) {
+    case OPTIX_BUILD_INPUT_TYPE_TRIANGLES: {
+        OptixBuildInputTriangleArray& t = r.input.triangleArray;
+        if (t.vertexBuffers)
+            r.vertexBuffer = t.vertexBuffers[0];
+        if (t.flags)
+            r.flags.assign(t.flags, t.flags + t.numSbtRecords);
+        t.vertexBuffers = nullptr;
+        t.flags = nullptr;
+        t.opacityMicromap.micromapUsageCounts = nullptr;
+        break;
+    }
+    case OPTIX_BUILD_INPUT_TYPE_CURVES: {
+        OptixBuildInputCurveArray& c = r.input.curveArray;
+        if (c.vertexBuffers)
+            r.vertexBuffer = c.vertexBuffers[0];
+        if (c.widthBuffers)
+            r.widthBuffer = c.widthBuffers[0];
+        r.flags = {c.flag};
+        c.vertexBuffers = nullptr;
+        c.widthBuffers = nullptr;
+        c.normalBuffers = nullptr;
+        break;
+    }
+    case OPTIX_BUILD_INPUT_TYPE_CUSTOM_PRIMITIVES: {
+        OptixBuildInputCustomPrimitiveArray& p = r.input.customPrimitiveArray;
+        if (p.aabbBuffers)
+            r.aabbBuffer = p.aabbBuffers[0];
+        if (p.flags)
+            r.flags.assign(p.flags, p.flags + p.numSbtRecords);
+        p.aabbBuffers = nullptr;
+        p.flags = nullptr;
+        break;
+    }
+    default:
+        break;
+    }
+}
+
+OptixResult computeMemoryUsage(OptixDeviceContext context,
+                               const OptixAccelBuildOptions* accelOptions,
+                               const OptixBuildInput* buildInputs, unsigned int numBuildInputs,
+                               OptixAccelBufferSizes* bufferSizes)
+{
+    std::lock_guard<std::mutex> guard(lock());
+    size_t n = 0;
+    OptixResult e = sim::contextDevice(context) < 0 || !bufferSizes
+                        ? OPTIX_ERROR_INVALID_VALUE
+                        : checkInputs(accelOptions, buildInputs, numBuildInputs, n);
+    if (e == OPTIX_SUCCESS)
+        *bufferSizes = sizesFor(n, accelOptions->buildFlags);
+    sim::trace("optix", "optixAccelComputeMemoryUsage inputs=%u primitives=%zu flags=%u -> %d",
+               numBuildInputs, n, accelOptions ? accelOptions->buildFlags : 0u, int(e));
+    return e;
+}
+
+OptixResult build(OptixDeviceContext context, CUstream stream,
+                  const OptixAccelBuildOptions* options, const OptixBuildInput* inputs,
+                  unsigned numInputs, CUdeviceptr temp, size_t tempSize, CUdeviceptr output,
+                  size_t outputSize, OptixTraversableHandle* outputHandle,
+                  const OptixAccelEmitDesc* emitted, unsigned numEmitted, size_t& n,
+                  sim::BuildRecord& r)
+{
+    int device = sim::contextDevice(context);
+    if (device < 0 || !outputHandle || !usableStream(stream, device))
+        return OPTIX_ERROR_INVALID_VALUE;
+    if (OptixResult e = checkInputs(options, inputs, numInputs, n))
+        return e;
+    OptixAccelBufferSizes sizes = sizesFor(n, options->buildFlags);
+    bool tempPinned = false;
+    // Scratch may be mapped host memory; the structure itself is device memory.
+    if (!aligned(temp, OPTIX_ACCEL_BUFFER_BYTE_ALIGNMENT) || tempSize < sizes.tempSizeInBytes ||
+        !reachable(temp, tempSize, device, true, &tempPinned) ||
+        !aligned(output, OPTIX_ACCEL_BUFFER_BYTE_ALIGNMENT) ||
+        outputSize < sizes.outputSizeInBytes || !reachable(output, outputSize, device, false) ||
+        overlap(temp, tempSize, output, outputSize))
+        return OPTIX_ERROR_INVALID_VALUE;
+    if (numEmitted && !emitted)
+        return OPTIX_ERROR_INVALID_VALUE;
+    for (unsigned i = 0; i < numEmitted; ++i) {
+        CUdeviceptr p = emitted[i].result;
+        if (emitted[i].type != OPTIX_PROPERTY_TYPE_COMPACTED_SIZE ||
+            !(options->buildFlags & OPTIX_BUILD_FLAG_ALLOW_COMPACTION) || !aligned(p, 8) ||
+            !reachable(p, 8, device, true) || overlap(p, 8, output, outputSize) ||
+            overlap(p, 8, temp, tempSize))
+            return OPTIX_ERROR_INVALID_VALUE;
+    }
+    for (unsigned i = 0; i < numInputs; ++i)
+        if (!checkBuffers(inputs[i], device, r.instanceHandles))
+            return OPTIX_ERROR_INVALID_VALUE;
+
+    sim::Structure s{device,
+                     output,
+                     sizes.outputSizeInBytes,
+                     state().compactionSaves ? compactedBytes(n) : sizes.outputSizeInBytes,
+                     options->buildFlags,
+                     unsigned(inputs[0].type),
+                     unsigned(r.instanceHandles.size())};
+    *outputHandle = makeStructure(s);
+    for (unsigned i = 0; i < numEmitted; ++i) {
+        unsigned long long compacted = s.compactedSize;
+        std::memcpy(reinterpret_cast<void*>(emitted[i].result), &compacted, sizeof(compacted));
+    }
+    r.device = device;
+    r.options = *options;
+    r.numBuildInputs = numInputs;
+    describe(inputs[0], r);
+    r.tempSize = tempSize;
+    r.tempPinned = tempPinned;
+    r.outputSize = outputSize;
+    r.numEmittedProperties = numEmitted;
+    r.handle = *outputHandle;
+    return OPTIX_SUCCESS;
+}
+
+OptixResult accelBuild(OptixDeviceContext context, CUstream stream,
+                       const OptixAccelBuildOptions* accelOptions,
+                       const OptixBuildInput* buildInputs, unsigned int numBuildInputs,
+                       CUdeviceptr tempBuffer, size_t tempBufferSizeInBytes,
+                       CUdeviceptr outputBuffer, size_t outputBufferSizeInBytes,
+                       OptixTraversableHandle* outputHandle,
+                       const OptixAccelEmitDesc* emittedProperties,
+                       unsigned int numEmittedProperties)
+{
+    std::lock_guard<std::mutex> guard(lock());
+    size_t n = 0;
+    sim::BuildRecord r{};
+    OptixResult e = build(context, stream, accelOptions, buildInputs, numBuildInputs, tempBuffer,
+                          tempBufferSizeInBytes, outputBuffer, outputBufferSizeInBytes,
+                          outputHandle, emittedProperties, numEmittedProperties, n, r);
+    if (e == OPTIX_SUCCESS)
+        state().buildHistory.push_back(r);
+    sim::trace("optix",
+               "optixAccelBuild device=%d type=0x%x primitives=%zu flags=%u temp=%s emitted=%u "
+               "-> %d",
+               sim::contextDevice(context),
+               buildInputs && numBuildInputs ? unsigned(buildInputs[0].type) : 0u, n,
+               accelOptions ? accelOptions->buildFlags : 0u, r.tempPinned ? "pinned" : "device",
+               numEmittedProperties, int(e));
+    return e;
+}
+
+OptixResult accelCompact(OptixDeviceContext context, CUstream stream,
+                         OptixTraversableHandle inputHandle, CUdeviceptr outputBuffer,
+                         size_t outputBufferSizeInBytes, OptixTraversableHandle* outputHandle)
+{
+    std::lock_guard<std::mutex> guard(lock());
+    int device = sim::contextDevice(context);
+    unsigned long long serial = serialOf(inputHandle);
+    OptixResult e = OPTIX_ERROR_INVALID_VALUE;
+    if (device >= 0 && outputHandle && usableStream(stream, device) && serial) {
+        sim::Structure s = state().structures[serial - 1];
+        if (s.device == device && (s.buildFlags & OPTIX_BUILD_FLAG_ALLOW_COMPACTION) &&
+            aligned(outputBuffer, OPTIX_ACCEL_BUFFER_BYTE_ALIGNMENT) &&
+            outputBufferSizeInBytes >= s.compactedSize &&
+            reachable(outputBuffer, outputBufferSizeInBytes, device, false) &&
+            !overlap(outputBuffer, outputBufferSizeInBytes, s.address, s.size)) {
+            s.address = outputBuffer;
+            s.size = s.compactedSize;
+            *outputHandle = makeStructure(s);
+            state().compactionHistory.push_back(
+                {device, inputHandle, *outputHandle, outputBufferSizeInBytes, stream});
+            e = OPTIX_SUCCESS;
+        }
+    }
+    sim::trace("optix", "optixAccelCompact device=%d bytes=%zu -> %d", device,
+               outputBufferSizeInBytes, int(e));
+    return e;
+}
+
+bool ours(const OptixRelocationInfo& info)
+{
+    return info.info[0] == kRelocationTag && info.info[2] &&
+           info.info[2] <= state().structures.size();
+}
+
+bool compatible(const OptixRelocationInfo& info, int device)
+{
+    return ours(info) && info.info[1] == unsigned(state().devices[device].capability);
+}
+
+OptixResult accelGetRelocationInfo(OptixDeviceContext context, OptixTraversableHandle handle,
+                                   OptixRelocationInfo* info)
+{
+    std::lock_guard<std::mutex> guard(lock());
+    int device = sim::contextDevice(context);
+    unsigned long long serial = serialOf(handle);
+    OptixResult e = OPTIX_ERROR_INVALID_VALUE;
+    if (device >= 0 && info && serial && state().structures[serial - 1].device == device) {
+        *info = {{kRelocationTag, unsigned(state().devices[device].capability), serial,
+                  state().structures[serial - 1].size}};
+        e = OPTIX_SUCCESS;
+    }
+    sim::trace("optix", "optixAccelGetRelocationInfo device=%d -> %d", device, int(e));
+    return e;
+}
+
+OptixResult checkRelocationCompatibility(OptixDeviceContext context,
+                                         const OptixRelocationInfo* info, int* isCompatible)
+{
+    std::lock_guard<std::mutex> guard(lock());
+    int device = sim::contextDevice(context);
+    OptixResult e = OPTIX_ERROR_INVALID_VALUE;
+    if (device >= 0 && info && isCompatible) {
+        *isCompatible = compatible(*info, device) ? 1 : 0;
+        e = OPTIX_SUCCESS;
+    }
+    sim::trace("optix", "optixCheckRelocationCompatibility device=%d compatible=%d -> %d", device,
+               e == OPTIX_SUCCESS ? *isCompatible : 0, int(e));
+    return e;
+}
+
+OptixResult relocate(OptixDeviceContext context, CUstream stream, const OptixRelocationInfo* info,
+                     const OptixRelocateInput* inputs, size_t numInputs, CUdeviceptr target,
+                     size_t targetSize, OptixTraversableHandle* targetHandle,
+                     sim::RelocationRecord& r)
+{
+    int device = sim::contextDevice(context);
+    if (device < 0 || !info || !targetHandle || !usableStream(stream, device) || !ours(*info))
+        return OPTIX_ERROR_INVALID_VALUE;
+    if (!compatible(*info, device))
+        return OPTIX_ERROR_NOT_COMPATIBLE;
+    sim::Structure s = state().structures[info->info[2] - 1];
+    if (!aligned(target, OPTIX_ACCEL_BUFFER_BYTE_ALIGNMENT) || targetSize < s.size ||
+        !reachable(target, targetSize, device, false))
+        return OPTIX_ERROR_INVALID_VALUE;
+    // The source structure must have been copied to the target first.
+    unsigned long long header[2];
+    std::memcpy(header, reinterpret_cast<void*>(target), sizeof(header));
+    if (header[0] != sim::kStructureMagic || header[1] != info->info[2])
+        return OPTIX_ERROR_INVALID_VALUE;
+    if (numInputs && !inputs)
+        return OPTIX_ERROR_INVALID_VALUE;
+    for (size_t i = 0; i < numInputs; ++i)
+        if (unsigned(inputs[i].type) != s.inputType)
+            return OPTIX_ERROR_INVALID_VALUE;
+    if (s.inputType == OPTIX_BUILD_INPUT_TYPE_INSTANCES) {
+        // The instances get this device's structures.
+        if (numInputs != 1 || inputs[0].instanceArray.numInstances != s.numInstances)
+            return OPTIX_ERROR_INVALID_VALUE;
+        CUdeviceptr handles = inputs[0].instanceArray.traversableHandles;
+        if (s.numInstances &&
+            !reachable(handles, s.numInstances * sizeof(OptixTraversableHandle), device, true))
+            return OPTIX_ERROR_INVALID_VALUE;
+        for (unsigned k = 0; k < s.numInstances; ++k) {
+            OptixTraversableHandle h;
+            std::memcpy(&h, reinterpret_cast<char*>(handles) + k * sizeof(h), sizeof(h));
+            if (!handleOn(h, device))
+                return OPTIX_ERROR_INVALID_VALUE;
+            r.instanceHandles.push_back(h);
+        }
+    }
+    r.device = device;
+    r.source = s.address;
+    r.targetSize = targetSize;
+    s.device = device;
+    s.address = target;
+    *targetHandle = r.target = makeStructure(s);
+    return OPTIX_SUCCESS;
+}
+
+OptixResult accelRelocate(OptixDeviceContext context, CUstream stream,
+                          const OptixRelocationInfo* info, const OptixRelocateInput* relocateInputs,
+                          size_t numRelocateInputs, CUdeviceptr targetAccel,
+                          size_t targetAccelSizeInBytes, OptixTraversableHandle* targetHandle)
+{
+    std::lock_guard<std::mutex> guard(lock());
+    sim::RelocationRecord r{};
+    OptixResult e = relocate(context, stream, info, relocateInputs, numRelocateInputs, targetAccel,
+                             targetAccelSizeInBytes, targetHandle, r);
+    if (e == OPTIX_SUCCESS)
+        state().relocationHistory.push_back(r);
+    sim::trace("optix", "optixAccelRelocate device=%d bytes=%zu inputs=%zu -> %d",
+               sim::contextDevice(context), targetAccelSizeInBytes, numRelocateInputs, int(e));
+    return e;
+}
+
+} // namespace
+
+namespace sim {
+
+void fillAccelEntries(OptixFunctionTable& table)
+{
+    table.optixAccelComputeMemoryUsage = computeMemoryUsage;
+    table.optixAccelBuild = accelBuild;
+    table.optixAccelGetRelocationInfo = accelGetRelocationInfo;
+    table.optixCheckRelocationCompatibility = checkRelocationCompatibility;
+    table.optixAccelRelocate = accelRelocate;
+    table.optixAccelCompact = accelCompact;
+}
+
+void setCompactionSaves(bool saves)
+{
+    std::lock_guard<std::mutex> guard(lock());
+    state().compactionSaves = saves;
+}
+
+std::vector<BuildRecord> buildHistory()
+{
+    std::lock_guard<std::mutex> guard(lock());
+    return state().buildHistory;
+}
+
+std::vector<CompactionRecord> compactionHistory()
+{
+    std::lock_guard<std::mutex> guard(lock());
+    return state().compactionHistory;
+}
+
+std::vector<RelocationRecord> relocationHistory()
+{
+    std::lock_guard<std::mutex> guard(lock());
+    return state().relocationHistory;
+}
+
+void clearHistories()
+{
+    std::lock_guard<std::mutex> guard(lock());
+    state().moduleHistory.clear();
+    state().buildHistory.clear();
+    state().compactionHistory.clear();
+    state().relocationHistory.clear();
+}
+
+} // namespace sim
