@@ -25,4 +25,34 @@ if ! cmake -S . -B "$build" -G Ninja -DTREVIX7_TESTS=OFF -DTREVIX7_GPU_TESTS=ON 
     echo "0 passed, 1 failed"
     exit 1
 fi
-"$build/tests/gpu/trevix7_gpu_checks" "$build/cuda"
+
+# Each program ends with its own totals; they are shown as subtotals and summed
+# into the one final line. A program that dies or exits non-zero without
+# reporting a failure counts as one.
+passed=0
+failed=0
+run_checks() {
+    local name log line rc
+    name=$(basename "$1")
+    log="$build/$name.log"
+    "$@" 2>&1 | tee "$log" |
+        sed -u -E "s/^([0-9]+ passed, [0-9]+ failed)\$/       ($name: \1)/"
+    rc=${PIPESTATUS[0]}
+    line=$(grep -E '^[0-9]+ passed, [0-9]+ failed$' "$log" | tail -n 1)
+    if [ -z "$line" ]; then
+        echo "[FAIL] $name ended without its totals (exit status $rc)"
+        failed=$((failed + 1))
+        return
+    fi
+    set -- $line
+    passed=$((passed + $1))
+    failed=$((failed + $3))
+    if [ "$rc" -ne 0 ] && [ "$3" -eq 0 ]; then
+        echo "[FAIL] $name exited with status $rc"
+        failed=$((failed + 1))
+    fi
+}
+run_checks "$build/tests/gpu/trevix7_gpu_checks" "$build/cuda"
+run_checks "$build/tests/gpu/trevix7_kernel_checks"
+echo "$passed passed, $failed failed"
+[ "$failed" -eq 0 ]
