@@ -64,3 +64,13 @@ template <typename R, typename Call> R catching(char* error, R onException, Call
         return onException;
     }
 }
+
+// Two parallel arrays as a map; a key given twice keeps its last value.
+template <typename V, typename K, typename T>
+std::map<K, V> toKeyedMap(const unsigned* keys, const T* values, unsigned count)
+{
+    std::map<K, V> map;
+    for (unsigned i = 0; i < count; ++i)
+        map[K(keys[i])] = V(values[i]);
+    return map;
+}

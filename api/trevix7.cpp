@@ -4,6 +4,7 @@
 #include "trevix7.h"
 
 #include "Marshalling.h"
+#include "Registry.h"
 #include "core/PathTracer.h"
 
 #include <exception>
@@ -17,13 +18,13 @@ std::map<unsigned int, PathTracer> g_contextMap;
 // Last handle issued or attempted; handles are never reused.
 unsigned int hcount = 0;
 
-PathTracer* find(unsigned int handle)
+} // namespace
+
+PathTracer* findPathTracer(unsigned int handle)
 {
     auto it = g_contextMap.find(handle);
     return it == g_contextMap.end() ? nullptr : &it->second;
 }
-
-} // namespace
 
 extern "C" {
 
@@ -76,13 +77,13 @@ bool ApiDestroyPathTracer(unsigned int handle, char* error)
 
 int ApiCudaOrdinal(unsigned int handle, unsigned int index)
 {
-    PathTracer* pt = find(handle);
+    PathTracer* pt = findPathTracer(handle);
     return pt ? pt->cudaOrdinal(index) : 0;
 }
 
 int ApiOutputCudaOrdinal(unsigned int handle)
 {
-    PathTracer* pt = find(handle);
+    PathTracer* pt = findPathTracer(handle);
     return pt ? pt->outputCudaOrdinal() : -1;
 }
 

@@ -89,6 +89,15 @@ PathTracer::PathTracer(unsigned width, unsigned height, readbackMode /*mode*/,
     }
     m_primaryDevice = m_states.front().device_idx;
     std::cout << "]" << std::endl << "\tPrimary device: " << m_primaryDevice << std::endl;
+
+    // Geometry without a material of its own falls back to this one.
+    const std::string dummyHit = "dummy7_chit.cu::__closesthit__dummy";
+    m_defaultMaterial = setupMaterial(dummyHit, dummyHit, {}, {}, {}, {}, {}, 0);
+    // An empty scene still needs something to build its acceleration structure from.
+    for (PathTracerState& state : m_states)
+        state.dummyGeometry = std::make_unique<GeometryPrimitives>(
+            state.device_idx, state.stream, 0, geoDummy, m_defaultMaterial,
+            "dummy7_isec.cu::__intersection__dummy");
 }
 
 PathTracer::~PathTracer() = default;

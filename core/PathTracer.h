@@ -43,15 +43,83 @@ public:
     int cudaOrdinal(unsigned index) const;
     // Ordinal of the device that holds the output images.
     int outputCudaOrdinal() const { return m_primaryDevice; }
+    const std::vector<PathTracerState>& states() const { return m_states; }
+
+    // --- Frame bookkeeping ---
+    unsigned accumFrames() const { return m_accumFrames; }
+    bool hitDirty() const { return m_hit_dirty; }
+    bool pipelineDirty() const { return m_pipeline_dirty; }
+    bool sbtDirty() const { return m_sbt_dirty; }
+    bool iasDirty() const { return m_ias_dirty; }
+
+    // --- Textures (scene/) ---
+    unsigned setupTexture(int width, int height, int channels, int bits, int addressMode,
+                          const void* data);
+    bool updateTexture(unsigned id, int width, int height, const void* data);
+    // The background's sampler goes to the launch parameters of every device;
+    // texture 0 means no background texture.
+    bool setBackgroundTexture(unsigned id);
+
+    // --- Materials (scene/) ---
+    unsigned setupMaterial(const std::string& radiance, const std::string& occlusion,
+                           const VariableMap<unsigned>& uintParams,
+                           const VariableMap<float>& floatParams,
+                           const VariableMap<float3>& float3Params,
+                           const VariableMap<float4>& float4Params,
+                           const MaterialTextureIds& textures, unsigned long tex_count);
+    bool updateMaterial(unsigned id, const VariableMap<unsigned>& uintParams,
+                        const VariableMap<float>& floatParams,
+                        const VariableMap<float3>& float3Params,
+                        const VariableMap<float4>& float4Params,
+                        const MaterialTextureIds& textures, unsigned long tex_count);
+    // After textures were recreated: every user of a texture on this device
+    // picks up the current texture objects.
+    void updateStateTextureSamplers(PathTracerState& state);
+
+    // --- Geometry (scene/) ---
+    // Slot maps give the element size in bytes of each slot to create.
+    using SlotMap = std::map<size_t, size_t>;
+    unsigned setupTrianglesGeometry(geoPrimirivesType type, const SlotMap& slots,
+                                    unsigned material);
+    unsigned setupBSplinesGeometry(geoPrimirivesType type, const SlotMap& slots,
+                                   unsigned material);
+    unsigned setupPrimitivesGeometry(geoPrimirivesType type, const std::string& program,
+                                     const SlotMap& slots, unsigned material);
+    bool uploadGeometryMeshFaces(unsigned id, const float3* v, size_t nv, const uint3* f,
+                                 size_t nf);
+    bool uploadGeometryMeshNormals(unsigned id, const float3* n, size_t nn, const uint3* ni,
+                                   size_t nni);
+    bool uploadGeometryMeshTexCoords(unsigned id, const float2* t, size_t nt, const uint3* ti,
+                                     size_t nti);
+    bool uploadGeometryBSplineIdx(unsigned id, const unsigned* indices, size_t n);
+    bool uploadGeometryBuffers(unsigned id, size_t count, const std::map<size_t, void*>& data);
+    bool downloadGeometryBuffer(unsigned id, size_t slot, unsigned count, void* out) const;
+    bool freeGeometryBuffer(unsigned id, unsigned slot);
+    bool setupConstColor(unsigned id, const float3& color);
+    bool setupDisplacementTexture(unsigned id, unsigned texture);
+    bool setupGeometryMaterial(unsigned id, unsigned material);
+    geoPrimirivesType getGeometryType(unsigned id) const;
+    bool deleteGeometry(unsigned id);
 
 private:
     void selectDevices(const std::vector<unsigned>& requested, std::vector<int>& chosen) const;
+    // Geometry of any kind under `id` on one device, or null.
+    static GeometryBase* findGeometry(PathTracerState& state, unsigned id);
+    // What a geometry's changes mean for the renderer after a data upload.
+    void noteGeometryChange(const GeometryBase& geometry, unsigned primitivesBefore);
+    bool applyDisplacement(PathTracerState& state, GeometryPrimitives& geometry, unsigned texture);
+    bool uploadMeshAttributes(unsigned id, size_t slotA, const void* a, size_t na, size_t slotB,
+                              const void* b, size_t nb);
     void startDevice(PathTracerState& state, int ordinal, int logLevel);
 
     // Process-wide start-up state, never reset.
     static bool _optixInitialized;
     static int _deviceCount;
     static std::vector<cudaDeviceProp> _deviceProp;
+    // Scene object ids are process-wide and never reused.
+    static unsigned _textureCount;
+    static unsigned _materialCount;
+    static unsigned _geometryCount;
 
     // One state per chosen device, the primary device first. The list is built
     // once and never changes size, so states are never moved.
@@ -63,4 +131,12 @@ private:
     unsigned m_accumFrames = 0;
     bool m_launchRunning = false;
     bool m_breakRequested = false;
+
+    // What the next compile must redo: hit programs, pipeline, binding table.
+    bool m_hit_dirty = true;
+    bool m_pipeline_dirty = true;
+    bool m_sbt_dirty = true;
+    bool m_ias_dirty = true; // the instance structure must be rebuilt
+    unsigned m_backgroundTexture = 0;
+    unsigned m_defaultMaterial = 0;
 };

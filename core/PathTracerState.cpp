@@ -24,6 +24,13 @@ PathTracerState::~PathTracerState()
                       << std::endl;
         }
     };
+    // Scene objects first: they hold modules and device memory of this device.
+    dummyGeometry.reset();
+    primitives.clear();
+    triangles.clear();
+    curves.clear();
+    guarded([&] { materials.clear(); });
+    guarded([&] { textures.clear(); });
     guarded([&] { modules.destroy(); });
     guarded([&] {
         if (d_params)

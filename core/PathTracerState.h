@@ -5,8 +5,14 @@
 #include "Params.h"
 #include "optix7.h"
 #include "programs/Modules.h"
+#include "scene/Geometry.h"
+#include "scene/Material.h"
+#include "scene/Texture.h"
 
 #include <cuda_runtime.h>
+
+#include <map>
+#include <memory>
 
 struct PathTracerState {
     PathTracerState() = default;
@@ -18,8 +24,16 @@ struct PathTracerState {
     OptixDeviceContext context = nullptr;
     Modules modules;
 
-    // Scene objects of this device come with their own types (textures,
-    // materials, geometry maps); how many geometries of each kind exist:
+    // Scene objects of this device, by id. Entries are built in place and
+    // never moved.
+    std::map<unsigned, Texture> textures;
+    std::map<unsigned, Material> materials;
+    std::map<unsigned, GeometryPrimitives> primitives;
+    std::map<unsigned, GeometryTriangles> triangles;
+    std::map<unsigned, GeometryBSplines> curves;
+    // Built-in custom primitive that keeps an empty scene valid.
+    std::unique_ptr<GeometryPrimitives> dummyGeometry;
+    // How many geometries of each kind exist; all zero is an empty scene.
     int primitivesCount = 0;
     int trianglesCount = 0;
     int curvesCount = 0;

@@ -59,7 +59,8 @@ TEST(Lifecycle, DeviceQueriesOnAnInstance)
     EXPECT_EQ(ApiOutputCudaOrdinal(c.handle), 0);
 
     // One context (cache on, our callback at the requested level), one
-    // stream and one launch-parameter block.
+    // stream and one launch-parameter block; the default material's texture
+    // arrays are empty and take no memory.
     sim::Counts counts = sim::counts();
     EXPECT_EQ(counts.optixContexts, 1u);
     EXPECT_EQ(counts.streams, 1u);

@@ -1,6 +1,7 @@
 // What initLaunchParams writes into a state's launch parameters.
 
 #include "core/PathTracer.h"
+#include "programs/ProgramFiles.h"
 
 #include <gtest/gtest.h>
 
@@ -8,6 +9,7 @@ namespace {
 
 TEST(LaunchParams, InitWritesSizeDeviceAndRoot)
 {
+    lib_dir = TREVIX7_BUILD_DIR;
     testing::internal::CaptureStdout();
     PathTracer pt(1280, 720, READBACK_RGBA8, {}, {}, {}, {}, {}, {}, {}, 0);
     testing::internal::GetCapturedStdout();

@@ -1,0 +1,56 @@
+#include "CuBuffer.h"
+
+#include "CUDABuffer.h"
+
+void CuBuffer::alloc(size_t count)
+{
+    if (m_device_idx >= 0) {
+        CUDA_CHECK(cudaSetDevice(m_device_idx));
+        if (m_ptr) {
+            m_count = m_allocCount = 0;
+            CUDA_CHECK(cudaFree(m_ptr));
+            m_ptr = nullptr;
+        }
+    }
+    m_count = m_allocCount = count;
+    if (count)
+        CUDA_CHECK(cudaMalloc(&m_ptr, m_allocCount * m_elsize));
+}
+
+void CuBuffer::free()
+{
+    if (m_device_idx < 0)
+        return;
+    CUDA_CHECK(cudaSetDevice(m_device_idx));
+    if (m_ptr) {
+        m_count = m_allocCount = 0;
+        CUDA_CHECK(cudaFree(m_ptr));
+        m_ptr = nullptr;
+    }
+}
+
+void CuBuffer::upload(const void* data)
+{
+    CUDA_CHECK(cudaSetDevice(m_device_idx));
+    CUDA_CHECK(cudaMemcpy(m_ptr, data, m_count * m_elsize, cudaMemcpyHostToDevice));
+}
+
+void CuBuffer::uploadAsync(const void* data)
+{
+    CUDA_CHECK(cudaSetDevice(m_device_idx));
+    CUDA_CHECK(cudaMemcpyAsync(m_ptr, data, m_count * m_elsize, cudaMemcpyHostToDevice, m_stream));
+}
+
+void CuBuffer::download(void* data) const
+{
+    CUDA_CHECK(cudaSetDevice(m_device_idx));
+    CUDA_CHECK(cudaMemcpy(data, m_ptr, m_count * m_elsize, cudaMemcpyDeviceToHost));
+}
+
+void CuBuffer::copyFromAsync(const CuBuffer& src) const
+{
+    CUDA_CHECK(cudaSetDevice(m_device_idx));
+    if (m_count != src.m_count || m_elsize != src.m_elsize)
+        throw sutil::Exception("Buffer element size or cout not matching.");
+    CUDA_CHECK(cudaMemcpyAsync(m_ptr, src.m_ptr, m_count * m_elsize, cudaMemcpyDeviceToDevice, m_stream));
+}

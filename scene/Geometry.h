@@ -1,0 +1,136 @@
+#pragma once
+// Geometry objects: a triangle mesh, a set of round curves or a set of custom
+// primitives, each with up to seven typed device buffers (slots), its
+// shader-data record and its own acceleration structure. One copy exists per
+// device; all copies share one id.
+
+#include "core/CuBuffer.h"
+#include "GeometryData.h"
+#include "HitProgram.h"
+
+#include "core/optix7.h"
+
+#include <map>
+#include <string>
+
+// Whether writing `slot` of a geometry of `type` makes its acceleration
+// structure stale.
+bool shouldMarcAccelDirty(geoPrimirivesType type, geoBufferIndicex slot);
+
+class GeometryBase {
+public:
+    GeometryBase() = default;
+    GeometryBase(int device, cudaStream_t stream, unsigned id, geoPrimirivesType type,
+                 unsigned material);
+    virtual ~GeometryBase();
+    GeometryBase(const GeometryBase&) = delete;
+    GeometryBase& operator=(const GeometryBase&) = delete;
+
+    // Builds the acceleration structure from the slots; false only when the
+    // kind cannot be built. See the build notes in GeometryAccel.cpp.
+    virtual bool buildMeshAccel(OptixDeviceContext_t* const& context, bool relocationInfo,
+                                bool releaseInputs) = 0;
+    // Copies and relocates a structure built for the same geometry on another
+    // device; false when the structure is not compatible with `dstContext`.
+    bool relocateMeshAccel(const GeometryBase& srcGeom, OptixDeviceContext_t* const& dstContext);
+
+    // Slot operations; false when the slot does not exist (or, for
+    // createBuffer, exists with another element size).
+    bool createBuffer(size_t buf_idx, size_t count, size_t elsize);
+    bool resizeBuffer(size_t buf_idx, size_t count);
+    bool uploadBuffer(size_t buf_idx, const void* data, size_t count);
+    bool uploadBufferAsync(size_t buf_idx, const void* data, size_t count);
+    bool downloadBuffer(size_t buf_idx, void* data, size_t n_primitives) const;
+    bool freeBuffer(size_t buf_idx);
+
+    void setConstColor(const float3& color);
+    void setMaterial(unsigned material);
+    void streamSync() const;
+    void makeCurrent() const;
+    void destroyGroups();
+
+    geoPrimirivesType type() const { return m_type; }
+    unsigned id() const { return m_data.geometry_id; }
+    unsigned material() const { return m_material_id; }
+    unsigned primitiveCount() const { return m_data.n_primitives; }
+    const GeometryData& data() const { return m_data; }
+    const std::map<size_t, CuBuffer>& buffers() const { return m_buffers; }
+    OptixTraversableHandle gasHandle() const { return m_gas_handle; }
+    CUdeviceptr gasBuffer() const { return m_gas_output_buffer; }
+    size_t gasBufferSize() const { return m_gas_buffer_size; }
+    const OptixRelocationInfo& gasInfo() const { return m_gas_info; }
+
+    bool m_accel_dirty = false;
+    bool m_sbt_dirty = false;
+
+protected:
+    // Shared by the three kinds: builds `input` with compaction, falling back
+    // to host scratch memory, then to a build without compaction.
+    // `inputsConsumed` runs once a compacting build has used its inputs.
+    bool buildAccel(OptixDeviceContext context, const OptixBuildInput& input, bool relocationInfo,
+                    const char* nonCompactible, void (*inputsConsumed)(GeometryBase&));
+    // Grows (fresh memory) or shrinks (count only) a slot to `count` elements.
+    static void fit(CuBuffer& buffer, size_t count);
+    void freeAccel();
+
+    geoPrimirivesType m_type = geoPrimitives0;
+    float m_transform[16] = {1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1};
+    std::map<size_t, CuBuffer> m_buffers;
+    GeometryData m_data;
+    OptixRelocationInfo m_gas_info = {};
+    OptixTraversableHandle m_gas_handle = 0;
+    CUdeviceptr m_gas_output_buffer = 0;
+    size_t m_gas_buffer_size = 0;
+    unsigned m_material_id = 0;
+    OptixProgramGroup m_radiance_hit_group = nullptr;
+    OptixProgramGroup m_occlusion_hit_group = nullptr;
+    int m_device_idx = -1;
+    cudaStream_t m_stream = nullptr;
+
+private:
+    bool upload(size_t buf_idx, const void* data, size_t count, bool async);
+};
+
+class GeometryTriangles : public GeometryBase {
+public:
+    using GeometryBase::GeometryBase;
+    bool buildMeshAccel(OptixDeviceContext_t* const& context, bool relocationInfo,
+                        bool releaseInputs) override;
+};
+
+class GeometryBSplines : public GeometryBase {
+public:
+    using GeometryBase::GeometryBase;
+    bool buildMeshAccel(OptixDeviceContext_t* const& context, bool relocationInfo,
+                        bool releaseInputs) override;
+};
+
+class GeometryPrimitives : public GeometryBase {
+public:
+    // `program` names the intersection program as "file::function"; its text
+    // is loaded at once. Throws "IS program name not valid." for a bad name.
+    GeometryPrimitives(int device, cudaStream_t stream, unsigned id, geoPrimirivesType type,
+                       unsigned material, const std::string& program);
+    ~GeometryPrimitives() override;
+
+    bool buildMeshAccel(OptixDeviceContext_t* const& context, bool relocationInfo,
+                        bool releaseInputs) override;
+    // Computes one box per primitive into the box buffer (on the device);
+    // false for kinds without boxes or with missing inputs.
+    bool applyPreprocessing();
+    // Takes the boxes computed for the same geometry on another device.
+    bool relocateAabb(const GeometryPrimitives& src);
+
+    // The displacement texture's sampler and size go into the record.
+    void setDisplacement(unsigned texture, cudaTextureObject_t sampler, int width, int height);
+    unsigned displacementTexture() const { return m_displacement_texture; }
+    const CuBuffer& aabb() const { return m_aabb; }
+    HitProgram& intersection() { return m_intersection; }
+
+private:
+    void fitAabb(size_t count);
+
+    CuBuffer m_aabb;
+    HitProgram m_intersection;
+    unsigned m_displacement_texture = 0;
+};

@@ -1,0 +1,284 @@
+// Geometry of a renderer instance: one copy per device under a process-wide
+// id; every operation runs device after device.
+
+#include "core/PathTracer.h"
+
+#include "core/CUDABuffer.h"
+
+#include <tuple>
+
+unsigned PathTracer::_geometryCount = 0;
+
+namespace {
+
+void requireMaterial(const PathTracerState& state, unsigned material)
+{
+    if (!state.materials.count(material))
+        throw sutil::Exception("Material not found.");
+}
+
+template <typename Geometry, typename... Extra>
+void createSlots(std::map<unsigned, Geometry>& map, PathTracerState& state, unsigned id,
+                 geoPrimirivesType type, unsigned material, const PathTracer::SlotMap& slots,
+                 const Extra&... extra)
+{
+    requireMaterial(state, material);
+    // An existing entry is kept.
+    auto geometry = map.find(id);
+    if (geometry == map.end())
+        geometry = map.emplace(std::piecewise_construct, std::forward_as_tuple(id),
+                               std::forward_as_tuple(state.device_idx, state.stream, id, type,
+                                                     material, extra...))
+                       .first;
+    for (const auto& slot : slots)
+        geometry->second.createBuffer(slot.first, 0, slot.second);
+}
+
+template <typename Geometry> Geometry* findIn(std::map<unsigned, Geometry>& map, unsigned id)
+{
+    auto found = map.find(id);
+    return found == map.end() ? nullptr : &found->second;
+}
+
+} // namespace
+
+GeometryBase* PathTracer::findGeometry(PathTracerState& state, unsigned id)
+{
+    if (GeometryBase* g = findIn(state.primitives, id))
+        return g;
+    if (GeometryBase* g = findIn(state.triangles, id))
+        return g;
+    return findIn(state.curves, id);
+}
+
+void PathTracer::noteGeometryChange(const GeometryBase& geometry, unsigned primitivesBefore)
+{
+    m_sbt_dirty |= geometry.m_sbt_dirty;
+    // A geometry with primitives joins the pipeline; one without leaves it.
+    if ((primitivesBefore == 0) != (geometry.primitiveCount() == 0))
+        m_hit_dirty = m_pipeline_dirty = m_sbt_dirty = true;
+}
+
+unsigned PathTracer::setupTrianglesGeometry(geoPrimirivesType type, const SlotMap& slots,
+                                            unsigned material)
+{
+    const unsigned id = ++_geometryCount;
+    for (PathTracerState& state : m_states)
+        createSlots(state.triangles, state, id, type, material, slots);
+    m_accumFrames = 0;
+    m_hit_dirty = m_pipeline_dirty = m_sbt_dirty = true;
+    return id;
+}
+
+unsigned PathTracer::setupBSplinesGeometry(geoPrimirivesType type, const SlotMap& slots,
+                                           unsigned material)
+{
+    const unsigned id = ++_geometryCount;
+    for (PathTracerState& state : m_states)
+        createSlots(state.curves, state, id, type, material, slots);
+    m_accumFrames = 0;
+    m_hit_dirty = m_pipeline_dirty = m_sbt_dirty = true;
+    return id;
+}
+
+unsigned PathTracer::setupPrimitivesGeometry(geoPrimirivesType type, const std::string& program,
+                                             const SlotMap& slots, unsigned material)
+{
+    const unsigned id = ++_geometryCount;
+    for (PathTracerState& state : m_states)
+        createSlots(state.primitives, state, id, type, material, slots, program);
+    m_accumFrames = 0;
+    m_hit_dirty = m_pipeline_dirty = m_sbt_dirty = true;
+    return id;
+}
+
+bool PathTracer::uploadGeometryMeshFaces(unsigned id, const float3* v, size_t nv, const uint3* f,
+                                         size_t nf)
+{
+    for (PathTracerState& state : m_states) {
+        GeometryTriangles* g = findIn(state.triangles, id);
+        if (!g)
+            return false;
+        const unsigned before = g->primitiveCount();
+        bool uploaded = true;
+        if (nv)
+            uploaded &= g->uploadBufferAsync(geoBufVertices, v, nv);
+        if (nf)
+            uploaded &= g->uploadBufferAsync(geoBufIndices, f, nf);
+        if (nv || nf)
+            g->m_accel_dirty = true;
+        noteGeometryChange(*g, before);
+        if (!uploaded)
+            return false;
+    }
+    m_accumFrames = 0;
+    return true;
+}
+
+// Attribute slots of a mesh: the record changes, the structure does not.
+bool PathTracer::uploadMeshAttributes(unsigned id, size_t slotA, const void* a, size_t na,
+                                      size_t slotB, const void* b, size_t nb)
+{
+    for (PathTracerState& state : m_states) {
+        GeometryTriangles* g = findIn(state.triangles, id);
+        if (!g)
+            return false;
+        bool uploaded = true;
+        if (na)
+            uploaded &= g->uploadBufferAsync(slotA, a, na);
+        if (nb)
+            uploaded &= g->uploadBufferAsync(slotB, b, nb);
+        m_sbt_dirty = true;
+        if (!uploaded)
+            return false;
+    }
+    m_accumFrames = 0;
+    return true;
+}
+
+bool PathTracer::uploadGeometryMeshNormals(unsigned id, const float3* n, size_t nn,
+                                           const uint3* ni, size_t nni)
+{
+    return uploadMeshAttributes(id, geoBufNormals, n, nn, geoBufNormalIndices, ni, nni);
+}
+
+bool PathTracer::uploadGeometryMeshTexCoords(unsigned id, const float2* t, size_t nt,
+                                             const uint3* ti, size_t nti)
+{
+    return uploadMeshAttributes(id, geoBufTexCoords, t, nt, geoBufTexCoordIndices, ti, nti);
+}
+
+bool PathTracer::uploadGeometryBSplineIdx(unsigned id, const unsigned* indices, size_t n)
+{
+    for (PathTracerState& state : m_states) {
+        GeometryBSplines* g = findIn(state.curves, id);
+        if (!g)
+            return false;
+        if (n && !g->uploadBufferAsync(geoBufIndices, indices, n))
+            return false;
+        m_sbt_dirty = true;
+    }
+    m_accumFrames = 0;
+    return true;
+}
+
+bool PathTracer::uploadGeometryBuffers(unsigned id, size_t count,
+                                       const std::map<size_t, void*>& data)
+{
+    for (const auto& entry : data) {
+        for (PathTracerState& state : m_states) {
+            GeometryBase* g = findGeometry(state, id);
+            if (!g)
+                return false;
+            const unsigned before = g->primitiveCount();
+            if (!g->uploadBufferAsync(entry.first, entry.second, count))
+                return false;
+            if (shouldMarcAccelDirty(g->type(), geoBufferIndicex(entry.first)))
+                g->m_accel_dirty = true;
+            noteGeometryChange(*g, before);
+        }
+    }
+    m_accumFrames = 0;
+    return true;
+}
+
+bool PathTracer::downloadGeometryBuffer(unsigned id, size_t slot, unsigned count, void* out) const
+{
+    auto found = m_states.front().primitives.find(id);
+    if (found == m_states.front().primitives.end())
+        return false;
+    return found->second.downloadBuffer(slot, out, count);
+}
+
+bool PathTracer::freeGeometryBuffer(unsigned id, unsigned slot)
+{
+    for (PathTracerState& state : m_states) {
+        GeometryBase* g = findIn(state.triangles, id);
+        if (!g)
+            g = findIn(state.primitives, id);
+        if (!g)
+            g = findIn(state.curves, id);
+        if (!g)
+            return false;
+        const unsigned before = g->primitiveCount();
+        if (!g->freeBuffer(slot))
+            return false;
+        noteGeometryChange(*g, before);
+    }
+    m_accumFrames = 0;
+    return true;
+}
+
+bool PathTracer::setupConstColor(unsigned id, const float3& color)
+{
+    for (PathTracerState& state : m_states) {
+        GeometryBase* g = findGeometry(state, id);
+        if (!g)
+            return false;
+        g->setConstColor(color);
+        m_sbt_dirty |= g->m_sbt_dirty;
+    }
+    m_accumFrames = 0;
+    return true;
+}
+
+bool PathTracer::applyDisplacement(PathTracerState& state, GeometryPrimitives& geometry,
+                                   unsigned texture)
+{
+    auto found = state.textures.find(texture);
+    if (found == state.textures.end())
+        return false;
+    const Texture& t = found->second;
+    geometry.setDisplacement(texture, t.sampler(), t.width(), t.height());
+    m_sbt_dirty = true;
+    return true;
+}
+
+bool PathTracer::setupDisplacementTexture(unsigned id, unsigned texture)
+{
+    for (PathTracerState& state : m_states) {
+        GeometryPrimitives* g = findIn(state.primitives, id);
+        if (!g || !applyDisplacement(state, *g, texture))
+            return false;
+    }
+    m_accumFrames = 0;
+    return true;
+}
+
+bool PathTracer::setupGeometryMaterial(unsigned id, unsigned material)
+{
+    for (PathTracerState& state : m_states) {
+        GeometryBase* g = findGeometry(state, id);
+        if (!g)
+            return false;
+        g->setMaterial(material);
+        if (g->m_sbt_dirty)
+            m_hit_dirty = m_pipeline_dirty = m_sbt_dirty = true;
+    }
+    m_accumFrames = 0;
+    return true;
+}
+
+geoPrimirivesType PathTracer::getGeometryType(unsigned id) const
+{
+    const PathTracerState& state = m_states.front();
+    if (auto t = state.triangles.find(id); t != state.triangles.end())
+        return t->second.type();
+    if (auto p = state.primitives.find(id); p != state.primitives.end())
+        return p->second.type();
+    if (auto c = state.curves.find(id); c != state.curves.end())
+        return c->second.type();
+    return geoPrimirivesType(0);
+}
+
+bool PathTracer::deleteGeometry(unsigned id)
+{
+    for (PathTracerState& state : m_states) {
+        state.primitives.erase(id);
+        state.triangles.erase(id);
+        state.curves.erase(id);
+    }
+    m_accumFrames = 0;
+    m_pipeline_dirty = m_sbt_dirty = m_ias_dirty = true;
+    return true;
+}
