@@ -7,6 +7,7 @@
 #include "programs/Modules.h"
 #include "programs/ProgramFiles.h"
 
+#include "GpuCheck.h"
 #include "trevix7.h"
 
 #include <cuda_runtime.h>
@@ -18,9 +19,9 @@
 #include <string>
 
 namespace {
-
 int passed = 0;
 int failed = 0;
+} // namespace
 
 bool check(bool ok, const std::string& what)
 {
@@ -29,6 +30,8 @@ bool check(bool ok, const std::string& what)
     (ok ? passed : failed)++;
     return ok;
 }
+
+namespace {
 
 std::string readFile(const std::string& path)
 {
@@ -156,6 +159,7 @@ int main(int argc, char** argv)
     std::string ptxDir = argc > 1 ? argv[1] : "cuda";
     checkOptixDirectly(ptxDir);
     checkProductInstance();
+    checkScene(ptxDir);
     std::printf("%d passed, %d failed\n", passed, failed);
     return failed ? 1 : 0;
 }
