@@ -103,6 +103,10 @@ public:
 
 private:
     void selectDevices(const std::vector<unsigned>& requested, std::vector<int>& chosen) const;
+    template <typename Geometry, typename... Extra>
+    unsigned addGeometry(std::map<unsigned, Geometry> PathTracerState::*kind,
+                         geoPrimirivesType type, const SlotMap& slots, unsigned material,
+                         const Extra&... extra);
     // Geometry of any kind under `id` on one device, or null.
     static GeometryBase* findGeometry(PathTracerState& state, unsigned id);
     // What a geometry's changes mean for the renderer after a data upload.

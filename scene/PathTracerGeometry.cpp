@@ -59,37 +59,36 @@ void PathTracer::noteGeometryChange(const GeometryBase& geometry, unsigned primi
         m_hit_dirty = m_pipeline_dirty = m_sbt_dirty = true;
 }
 
-unsigned PathTracer::setupTrianglesGeometry(geoPrimirivesType type, const SlotMap& slots,
-                                            unsigned material)
+// A new id, and on every device a geometry of that kind with empty slots.
+template <typename Geometry, typename... Extra>
+unsigned PathTracer::addGeometry(std::map<unsigned, Geometry> PathTracerState::*kind,
+                                 geoPrimirivesType type, const SlotMap& slots, unsigned material,
+                                 const Extra&... extra)
 {
-    const unsigned id = ++_geometryCount;
+    const unsigned id = ++_geometryCount; // consumed even when set-up fails
     for (PathTracerState& state : m_states)
-        createSlots(state.triangles, state, id, type, material, slots);
+        createSlots(state.*kind, state, id, type, material, slots, extra...);
     m_accumFrames = 0;
     m_hit_dirty = m_pipeline_dirty = m_sbt_dirty = true;
     return id;
+}
+
+unsigned PathTracer::setupTrianglesGeometry(geoPrimirivesType type, const SlotMap& slots,
+                                            unsigned material)
+{
+    return addGeometry(&PathTracerState::triangles, type, slots, material);
 }
 
 unsigned PathTracer::setupBSplinesGeometry(geoPrimirivesType type, const SlotMap& slots,
                                            unsigned material)
 {
-    const unsigned id = ++_geometryCount;
-    for (PathTracerState& state : m_states)
-        createSlots(state.curves, state, id, type, material, slots);
-    m_accumFrames = 0;
-    m_hit_dirty = m_pipeline_dirty = m_sbt_dirty = true;
-    return id;
+    return addGeometry(&PathTracerState::curves, type, slots, material);
 }
 
 unsigned PathTracer::setupPrimitivesGeometry(geoPrimirivesType type, const std::string& program,
                                              const SlotMap& slots, unsigned material)
 {
-    const unsigned id = ++_geometryCount;
-    for (PathTracerState& state : m_states)
-        createSlots(state.primitives, state, id, type, material, slots, program);
-    m_accumFrames = 0;
-    m_hit_dirty = m_pipeline_dirty = m_sbt_dirty = true;
-    return id;
+    return addGeometry(&PathTracerState::primitives, type, slots, material, program);
 }
 
 bool PathTracer::uploadGeometryMeshFaces(unsigned id, const float3* v, size_t nv, const uint3* f,
