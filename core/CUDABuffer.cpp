@@ -2,10 +2,12 @@
 
 #include "CUDABuffer.h"
 
+T7_CHECK_LABEL(CuBuffer::kLabel);
+
 void CuBuffer::alloc(size_t count)
 {
     if (m_device_idx >= 0) {
-        CUDA_CHECK(cudaSetDevice(m_device_idx));
+        makeCurrent();
         if (m_ptr) {
             m_count = m_allocCount = 0;
             CUDA_CHECK(cudaFree(m_ptr));
@@ -21,7 +23,7 @@ void CuBuffer::free()
 {
     if (m_device_idx < 0)
         return;
-    CUDA_CHECK(cudaSetDevice(m_device_idx));
+    makeCurrent();
     if (m_ptr) {
         m_count = m_allocCount = 0;
         CUDA_CHECK(cudaFree(m_ptr));
@@ -31,25 +33,25 @@ void CuBuffer::free()
 
 void CuBuffer::upload(const void* data)
 {
-    CUDA_CHECK(cudaSetDevice(m_device_idx));
+    makeCurrent();
     CUDA_CHECK(cudaMemcpy(m_ptr, data, m_count * m_elsize, cudaMemcpyHostToDevice));
 }
 
 void CuBuffer::uploadAsync(const void* data)
 {
-    CUDA_CHECK(cudaSetDevice(m_device_idx));
+    makeCurrent();
     CUDA_CHECK(cudaMemcpyAsync(m_ptr, data, m_count * m_elsize, cudaMemcpyHostToDevice, m_stream));
 }
 
 void CuBuffer::download(void* data) const
 {
-    CUDA_CHECK(cudaSetDevice(m_device_idx));
+    makeCurrent();
     CUDA_CHECK(cudaMemcpy(data, m_ptr, m_count * m_elsize, cudaMemcpyDeviceToHost));
 }
 
 void CuBuffer::copyFromAsync(const CuBuffer& src) const
 {
-    CUDA_CHECK(cudaSetDevice(m_device_idx));
+    makeCurrent();
     if (m_count != src.m_count || m_elsize != src.m_elsize)
         throw sutil::Exception("Buffer element size or cout not matching.");
     CUDA_CHECK(cudaMemcpyAsync(m_ptr, src.m_ptr, m_count * m_elsize, cudaMemcpyDeviceToDevice, m_stream));

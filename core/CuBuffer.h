@@ -3,16 +3,18 @@
 // It never falls back to host memory and never frees itself: its owner calls
 // free() (copyable on purpose, like a pointer).
 
+#include "DeviceBound.h"
+
 #include <cuda_runtime.h>
 
 #include <cstddef>
 #include <cstdint>
 
-class CuBuffer {
+class CuBuffer : public DeviceBound {
 public:
-    CuBuffer() = default;
+    CuBuffer() : DeviceBound(kLabel) {}
     CuBuffer(size_t elsize, int device, cudaStream_t stream)
-        : m_elsize(elsize), m_device_idx(device), m_stream(stream)
+        : DeviceBound(kLabel, device, stream), m_elsize(elsize)
     {
     }
 
@@ -34,11 +36,11 @@ public:
     // The owner shrinks a slot by lowering the count and keeping the memory.
     void setCount(size_t count) { m_count = count; }
 
+    static constexpr const char* kLabel = "CUDABuffer.cpp";
+
 private:
     size_t m_elsize = 1;
     size_t m_count = 0;
     size_t m_allocCount = 0;
     void* m_ptr = nullptr;
-    int m_device_idx = -1;
-    cudaStream_t m_stream = nullptr;
 };

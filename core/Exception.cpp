@@ -1,5 +1,8 @@
 #include "Exception.h"
 
+#include "CUDABuffer.h"
+
+#include <cstring>
 #include <iomanip>
 #include <iostream>
 #include <sstream>
@@ -54,4 +57,37 @@ void context_log_cb(unsigned int level, const char* tag, const char* message, vo
     std::cerr << "]: ";
     put(std::cerr, message);
     std::cerr << "\n";
+}
+
+void reportDestructorFailure(const char* owner, const char* text) noexcept
+{
+    std::cout << owner << " destructor caught exception: " << text << std::endl;
+}
+
+void throwCudaCallFailed(const char* call, cudaError_t error, const char* label, int line)
+{
+    std::stringstream ss;
+    ss << "CUDA call (" << call << " ) failed with error: '" << cudaGetErrorString(error) << "' ("
+       << label << ":" << line << ")\n";
+    throw sutil::Exception(ss.str().c_str());
+}
+
+void throwCudaSyncFailed(cudaError_t error, const char* label, int line)
+{
+    std::stringstream ss;
+    ss << "CUDA error on synchronize with error '" << cudaGetErrorString(error) << "' (" << label
+       << ":" << line << ")\n";
+    throw sutil::Exception(ss.str().c_str());
+}
+
+void throwOptixCallFailed(const char* call, OptixResult result, const char* label, int line,
+                          const char* log, size_t capacity, size_t needed)
+{
+    std::stringstream ss;
+    ss << "Optix call '" << call << "' failed: " << label << ":" << line << ")\n";
+    if (log)
+        ss << "Log:\n"
+           << std::string(log, strnlen(log, capacity)) << (needed > capacity ? "<TRUNCATED>" : "")
+           << "\n";
+    throw sutil::Exception(result, ss.str().c_str());
 }

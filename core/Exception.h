@@ -1,5 +1,6 @@
 #pragma once
-// The exception type every failed CUDA or OptiX call turns into.
+// The exception type every failed CUDA or OptiX call turns into, and the one
+// way destructors deal with it.
 
 #include "optix7.h"
 
@@ -22,3 +23,19 @@ public:
 
 // OptiX's diagnostic output, installed in every device context.
 void context_log_cb(unsigned int level, const char* tag, const char* message, void* cbdata);
+
+// Prints "<owner> destructor caught exception: <text>".
+void reportDestructorFailure(const char* owner, const char* text) noexcept;
+
+// Runs the releasing part of a destructor: nothing escapes, a failure is
+// reported with the owner's class name.
+template <typename Release> void destructorGuard(const char* owner, Release&& release) noexcept
+{
+    try {
+        release();
+    } catch (const std::exception& e) {
+        reportDestructorFailure(owner, e.what());
+    } catch (...) {
+        reportDestructorFailure(owner, "unknown exception");
+    }
+}

@@ -8,6 +8,8 @@
 
 #include <iostream>
 
+T7_CHECK_LABEL(PathTracer::kLabel);
+
 bool PathTracer::_optixInitialized = false;
 int PathTracer::_deviceCount = -1;
 std::vector<cudaDeviceProp> PathTracer::_deviceProp;
@@ -94,10 +96,11 @@ PathTracer::PathTracer(unsigned width, unsigned height, readbackMode /*mode*/,
     const std::string dummyHit = "dummy7_chit.cu::__closesthit__dummy";
     m_defaultMaterial = setupMaterial(dummyHit, dummyHit, {}, {}, {}, {}, {}, 0);
     // An empty scene still needs something to build its acceleration structure from.
-    for (PathTracerState& state : m_states)
+    forEachState([&](PathTracerState& state) {
         state.dummyGeometry = std::make_unique<GeometryPrimitives>(
             state.device_idx, state.stream, 0, geoDummy, m_defaultMaterial,
             "dummy7_isec.cu::__intersection__dummy");
+    });
 }
 
 PathTracer::~PathTracer() = default;

@@ -8,8 +8,10 @@
 
 #include <cuda_runtime.h>
 
+#include <initializer_list>
 #include <map>
 #include <string>
+#include <type_traits>
 #include <vector>
 
 class PathTracer {
@@ -35,6 +37,9 @@ public:
     static int initOptix();
     // major * 100 + minor * 10 of a device, 0 when it does not exist.
     static int getGpuComputeCap(unsigned device);
+
+    // Label of the messages of every PathTracer method, wherever it is defined.
+    static constexpr const char* kLabel = "PathTracer.cpp";
 
     // --- Per-device state ---
     static void makeCurrent(const PathTracerState& state);
@@ -102,6 +107,35 @@ public:
     bool deleteGeometry(unsigned id);
 
 private:
+    // Runs `step` on every device state in order. A step that returns bool
+    // ends the walk at its first false, which is then the result.
+    template <typename Step> bool forEachState(Step&& step)
+    {
+        for (PathTracerState& state : m_states) {
+            if constexpr (std::is_same_v<decltype(step(state)), bool>) {
+                if (!step(state))
+                    return false;
+            } else {
+                step(state);
+            }
+        }
+        return true;
+    }
+
+    // Builds a scene object under `id` on every device with `make(state, map)`.
+    // A failure on one device removes the copies already made, so a failed
+    // set-up leaves nothing behind.
+    template <typename Map, typename Make>
+    void addOnEveryState(Map PathTracerState::*map, unsigned id, Make&& make)
+    {
+        try {
+            forEachState([&](PathTracerState& state) { make(state, state.*map); });
+        } catch (...) {
+            forEachState([&](PathTracerState& state) { (state.*map).erase(id); });
+            throw;
+        }
+    }
+
     void selectDevices(const std::vector<unsigned>& requested, std::vector<int>& chosen) const;
     template <typename Geometry, typename... Extra>
     unsigned addGeometry(std::map<unsigned, Geometry> PathTracerState::*kind,
@@ -112,8 +146,14 @@ private:
     // What a geometry's changes mean for the renderer after a data upload.
     void noteGeometryChange(const GeometryBase& geometry, unsigned primitivesBefore);
     bool applyDisplacement(PathTracerState& state, GeometryPrimitives& geometry, unsigned texture);
-    bool uploadMeshAttributes(unsigned id, size_t slotA, const void* a, size_t na, size_t slotB,
-                              const void* b, size_t nb);
+    struct SlotData {
+        size_t index;
+        const void* data;
+        size_t count;
+    };
+    template <typename Geometry>
+    bool uploadAttributes(std::map<unsigned, Geometry> PathTracerState::*kind, unsigned id,
+                          std::initializer_list<SlotData> slots);
     void startDevice(PathTracerState& state, int ordinal, int logLevel);
 
     // Process-wide start-up state, never reset.

@@ -2,7 +2,7 @@
 
 #include "CUDABuffer.h"
 
-#include <iostream>
+T7_CHECK_LABEL("PathTracer.cpp");
 
 PathTracerState::~PathTracerState()
 {
@@ -10,37 +10,30 @@ PathTracerState::~PathTracerState()
         return;
     // Everything is released on this state's own device; a failure is
     // reported and the rest is still released.
-    try {
+    bool current = false;
+    destructorGuard("PathTracerState", [&] {
         CUDA_CHECK(cudaSetDevice(device_idx));
-    } catch (const std::exception& e) {
-        std::cout << "PathTracerState destructor caught exception: " << e.what() << std::endl;
+        current = true;
+    });
+    if (!current)
         return;
-    }
-    auto guarded = [](auto&& release) {
-        try {
-            release();
-        } catch (const std::exception& e) {
-            std::cout << "PathTracerState destructor caught exception: " << e.what()
-                      << std::endl;
-        }
-    };
     // Scene objects first: they hold modules and device memory of this device.
     dummyGeometry.reset();
     primitives.clear();
     triangles.clear();
     curves.clear();
-    guarded([&] { materials.clear(); });
-    guarded([&] { textures.clear(); });
-    guarded([&] { modules.destroy(); });
-    guarded([&] {
+    materials.clear();
+    textures.clear();
+    destructorGuard("PathTracerState", [&] { modules.destroy(); });
+    destructorGuard("PathTracerState", [&] {
         if (d_params)
             CUDA_CHECK(cudaFree(reinterpret_cast<void*>(d_params)));
     });
-    guarded([&] {
+    destructorGuard("PathTracerState", [&] {
         if (stream)
             CUDA_CHECK(cudaStreamDestroy(stream));
     });
-    guarded([&] {
+    destructorGuard("PathTracerState", [&] {
         if (context)
             OPTIX_CHECK(optixDeviceContextDestroy(context));
     });

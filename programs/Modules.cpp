@@ -3,6 +3,8 @@
 #include "ProgramFiles.h"
 #include "core/CUDABuffer.h"
 
+T7_CHECK_LABEL("Modules.cpp");
+
 Modules::Modules()
 {
     m_pipeline_compile_options.usesMotionBlur = 0;
@@ -28,7 +30,7 @@ OptixModule Modules::getModule(const std::string& file, const std::string& ptx, 
         return found->second;
 
     char log[kOptixLogSize];
-    size_t sizeof_log = sizeof(log);
+    size_t sizeof_log = 0;
     OptixModule mnew = nullptr;
     OPTIX_CHECK_LOG(optixModuleCreateFromPTX( m_context, &m_module_compile_options, &m_pipeline_compile_options, ptx.data(), ptx.size(), log, &sizeof_log, &mnew ));
     m_modules[key] = mnew;

@@ -7,6 +7,8 @@
 
 #include <iostream>
 
+T7_CHECK_LABEL(GeometryBase::kLabel);
+
 bool shouldMarcAccelDirty(geoPrimirivesType type, geoBufferIndicex slot)
 {
     if (slot == geoBufVertices)
@@ -37,39 +39,41 @@ bool shouldMarcAccelDirty(geoPrimirivesType type, geoBufferIndicex slot)
 
 GeometryBase::GeometryBase(int device, cudaStream_t stream, unsigned id, geoPrimirivesType type,
                            unsigned material)
-    : m_accel_dirty(true), m_sbt_dirty(true), m_type(type), m_material_id(material),
-      m_device_idx(device), m_stream(stream)
+    : DeviceBound(kLabel, device, stream), m_accel_dirty(true), m_sbt_dirty(true), m_type(type),
+      m_material_id(material)
 {
     m_data.geometry_id = id;
     m_data.type = type;
 }
 
-GeometryBase::~GeometryBase()
+void GeometryBase::releaseOrTerminate(const std::function<void()>& release) noexcept
 {
-    if (m_device_idx < 0)
-        return;
-    // Destructors do not throw: a failure here is reported and ends the process.
+    // A geometry that cannot be released ends the process, with the message.
     try {
-        makeCurrent();
-        freeAccel();
-        destroyGroups();
-        for (auto& slot : m_buffers)
-            slot.second.free();
-        m_buffers.clear();
+        release();
     } catch (const std::exception& e) {
         std::cout << e.what() << std::endl;
         std::terminate();
     }
 }
 
-void GeometryBase::makeCurrent() const
+GeometryBase::~GeometryBase()
 {
-    CUDA_CHECK(cudaSetDevice(m_device_idx));
+    if (m_device_idx < 0)
+        return;
+    releaseOrTerminate([this] {
+        makeCurrent();
+        freeAccel();
+        destroyGroups();
+        for (auto& slot : m_buffers)
+            slot.second.free();
+        m_buffers.clear();
+    });
 }
 
 void GeometryBase::streamSync() const
 {
-    CUDA_CHECK(cudaSetDevice(m_device_idx));
+    makeCurrent();
     CUDA_CHECK(cudaStreamSynchronize(m_stream));
 }
 

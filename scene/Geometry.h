@@ -5,11 +5,13 @@
 // device; all copies share one id.
 
 #include "core/CuBuffer.h"
+#include "core/DeviceBound.h"
 #include "GeometryData.h"
 #include "HitProgram.h"
 
 #include "core/optix7.h"
 
+#include <functional>
 #include <map>
 #include <string>
 
@@ -17,9 +19,9 @@
 // structure stale.
 bool shouldMarcAccelDirty(geoPrimirivesType type, geoBufferIndicex slot);
 
-class GeometryBase {
+class GeometryBase : public DeviceBound {
 public:
-    GeometryBase() = default;
+    GeometryBase() : DeviceBound(kLabel) {}
     GeometryBase(int device, cudaStream_t stream, unsigned id, geoPrimirivesType type,
                  unsigned material);
     virtual ~GeometryBase();
@@ -46,7 +48,6 @@ public:
     void setConstColor(const float3& color);
     void setMaterial(unsigned material);
     void streamSync() const;
-    void makeCurrent() const;
     void destroyGroups();
 
     geoPrimirivesType type() const { return m_type; }
@@ -63,7 +64,11 @@ public:
     bool m_accel_dirty = false;
     bool m_sbt_dirty = false;
 
+    static constexpr const char* kLabel = "Geometry.cpp";
+
 protected:
+    // Destructors of geometry do not throw: a failure is printed and ends the process.
+    static void releaseOrTerminate(const std::function<void()>& release) noexcept;
     // Shared by the three kinds: builds `input` with compaction, falling back
     // to host scratch memory, then to a build without compaction.
     // `inputsConsumed` runs once a compacting build has used its inputs.
@@ -84,9 +89,6 @@ protected:
     unsigned m_material_id = 0;
     OptixProgramGroup m_radiance_hit_group = nullptr;
     OptixProgramGroup m_occlusion_hit_group = nullptr;
-    int m_device_idx = -1;
-    cudaStream_t m_stream = nullptr;
-
 private:
     bool upload(size_t buf_idx, const void* data, size_t count, bool async);
 };
@@ -128,8 +130,6 @@ public:
     HitProgram& intersection() { return m_intersection; }
 
 private:
-    void fitAabb(size_t count);
-
     CuBuffer m_aabb;
     HitProgram m_intersection;
     unsigned m_displacement_texture = 0;

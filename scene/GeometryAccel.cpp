@@ -6,81 +6,19 @@
 #include "Geometry.h"
 
 #include "core/CUDABuffer.h"
+#include "core/DeviceMemory.h"
 
-#include <iostream>
+T7_CHECK_LABEL("Geometry.cpp");
 
 namespace {
 
 size_t roundUp8(size_t bytes) { return (bytes + 7) / 8 * 8; }
 
-// Sizes in reports are whole mebibytes.
-struct Megabytes {
-    size_t bytes;
-};
-std::ostream& operator<<(std::ostream& out, const Megabytes& m)
-{
-    return out << (m.bytes >> 20) << " MB";
-}
-
-// Reports a failed allocation: the error, then the detail lines.
-void reportAllocation(const char* what, cudaError_t error, const char* sizeLabel, size_t bytes,
-                      const char* next)
-{
-    std::cout << what << cudaGetErrorString(error) << std::endl
-              << sizeLabel << Megabytes{bytes} << std::endl;
-    if (next)
-        std::cout << next << std::endl;
-}
-
-// Device memory released at scope exit unless handed over.
-class DeviceBlock {
-public:
-    DeviceBlock() = default;
-    ~DeviceBlock()
-    {
-        if (m_ptr)
-            cudaFree(reinterpret_cast<void*>(m_ptr));
-    }
-    DeviceBlock(const DeviceBlock&) = delete;
-    DeviceBlock& operator=(const DeviceBlock&) = delete;
-    CUdeviceptr& ptr() { return m_ptr; }
-    CUdeviceptr release()
-    {
-        CUdeviceptr p = m_ptr;
-        m_ptr = 0;
-        return p;
-    }
-
-private:
-    CUdeviceptr m_ptr = 0;
-};
-
-// Mapped host memory released at scope exit.
-class HostBlock {
-public:
-    HostBlock() = default;
-    ~HostBlock()
-    {
-        if (m_ptr)
-            cudaFreeHost(m_ptr);
-    }
-    HostBlock(const HostBlock&) = delete;
-    HostBlock& operator=(const HostBlock&) = delete;
-    void*& ptr() { return m_ptr; }
-    void free()
-    {
-        void* h_temp_buffer_gas = m_ptr;
-        m_ptr = nullptr;
-        CUDA_CHECK(cudaFreeHost(h_temp_buffer_gas));
-    }
-
-private:
-    void* m_ptr = nullptr;
-};
-
 } // namespace
 
-bool GeometryBase::buildAccel(OptixDeviceContext context, const OptixBuildInput& input,
+// The input keeps the triangle build's name: the three kinds share this path,
+// and its messages quote the triangle build's calls.
+bool GeometryBase::buildAccel(OptixDeviceContext context, const OptixBuildInput& triangle_input,
                               bool relocationInfo, const char* nonCompactible,
                               void (*inputsConsumed)(GeometryBase&))
 {
@@ -89,78 +27,78 @@ bool GeometryBase::buildAccel(OptixDeviceContext context, const OptixBuildInput&
     accel_options.operation = OPTIX_BUILD_OPERATION_BUILD;
 
     OptixAccelBufferSizes gas_buffer_sizes;
-    OPTIX_CHECK(optixAccelComputeMemoryUsage(context, &accel_options, &input, 1, &gas_buffer_sizes));
+    OPTIX_CHECK(optixAccelComputeMemoryUsage(context, &accel_options, &triangle_input, 1, &gas_buffer_sizes));
 
     // The structure, followed by one word for the emitted compacted size.
     const size_t compactedSizeOffset = roundUp8(gas_buffer_sizes.outputSizeInBytes);
-    DeviceBlock output;
-    CUdeviceptr& d_buffer_temp_output_gas_and_compacted_size = output.ptr();
-    cudaError_t error = cudaMalloc(reinterpret_cast<void**>(&d_buffer_temp_output_gas_and_compacted_size), compactedSizeOffset + 8);
+    DeviceBlock output(m_device_idx);
+    cudaError_t error = output.alloc(compactedSizeOffset + 8);
     if (error != cudaSuccess) {
-        reportAllocation("Acceleration structure allocation failed: ", error,
-                         "   requested output buffer size: ", gas_buffer_sizes.outputSizeInBytes,
-                         "   aborting.");
+        reportAllocationFailure({"Acceleration structure allocation failed: ",
+                                 "   requested output buffer size: ", "   aborting."},
+                                error, gas_buffer_sizes.outputSizeInBytes);
         return cudaGetLastError() != cudaSuccess;
     }
+    const CUdeviceptr d_buffer_temp_output_gas_and_compacted_size = output.get();
 
     OptixAccelEmitDesc emitProperty = {};
     emitProperty.type = OPTIX_PROPERTY_TYPE_COMPACTED_SIZE;
     emitProperty.result = d_buffer_temp_output_gas_and_compacted_size + compactedSizeOffset;
 
-    DeviceBlock temp;
-    CUdeviceptr& d_temp_buffer_gas = temp.ptr();
-    error = cudaMalloc(reinterpret_cast<void**>(&d_temp_buffer_gas), gas_buffer_sizes.tempSizeInBytes);
-    if (error == cudaSuccess) {
-        OPTIX_CHECK(optixAccelBuild(context, m_stream, &accel_options, &input, 1, d_temp_buffer_gas, gas_buffer_sizes.tempSizeInBytes, d_buffer_temp_output_gas_and_compacted_size, gas_buffer_sizes.outputSizeInBytes, &m_gas_handle, &emitProperty, 1 ));
+    DeviceBlock temp(m_device_idx);
+    MappedHostBlock host;
+    error = allocDeviceOrMapped(gas_buffer_sizes.tempSizeInBytes, temp, host,
+                                {"Acceleration structure allocation failed on GPU: ",
+                                 "   requested temp buffer size: ", "   trying allocate on host..."});
+    if (temp.get()) {
+        const CUdeviceptr d_temp_buffer_gas = temp.get();
+        OPTIX_CHECK(optixAccelBuild(context, m_stream, &accel_options, &triangle_input, 1, d_temp_buffer_gas, gas_buffer_sizes.tempSizeInBytes, d_buffer_temp_output_gas_and_compacted_size, gas_buffer_sizes.outputSizeInBytes, &m_gas_handle, &emitProperty, 1 ));
         CUDA_CHECK(cudaFree(reinterpret_cast<void*>(temp.release())));
+    } else if (host.get()) {
+        void* h_temp_buffer_gas = host.get();
+        CUdeviceptr d_temp_buffer_gas = 0;
+        CUDA_CHECK(cudaHostGetDevicePointer( reinterpret_cast<void**>(&d_temp_buffer_gas), reinterpret_cast<void*>(h_temp_buffer_gas), 0 ));
+        OPTIX_CHECK(optixAccelBuild(context, m_stream, &accel_options, &triangle_input, 1, d_temp_buffer_gas, gas_buffer_sizes.tempSizeInBytes, d_buffer_temp_output_gas_and_compacted_size, gas_buffer_sizes.outputSizeInBytes, &m_gas_handle, &emitProperty, 1 ));
+        h_temp_buffer_gas = host.release();
+        CUDA_CHECK(cudaFreeHost(h_temp_buffer_gas));
     } else {
-        reportAllocation("Acceleration structure allocation failed on GPU: ", error,
-                         "   requested temp buffer size: ", gas_buffer_sizes.tempSizeInBytes,
-                         "   trying allocate on host...");
+        reportAllocationFailure({"Acceleration structure allocation failed on host: ",
+                                 "   requested temp buffer size: ", nonCompactible},
+                                error, gas_buffer_sizes.tempSizeInBytes);
         cudaGetLastError();
-        d_temp_buffer_gas = 0;
 
-        HostBlock host;
-        void*& h_temp_buffer_gas = host.ptr();
-        error = cudaHostAlloc(&h_temp_buffer_gas, gas_buffer_sizes.tempSizeInBytes, cudaHostAllocMapped);
-        if (error == cudaSuccess) {
-            // The device address of the mapped scratch (the device block is unused).
-            CUdeviceptr d_temp_buffer_gas = 0;
-            CUDA_CHECK(cudaHostGetDevicePointer( reinterpret_cast<void**>(&d_temp_buffer_gas), reinterpret_cast<void*>(h_temp_buffer_gas), 0 ));
-            OPTIX_CHECK(optixAccelBuild(context, m_stream, &accel_options, &input, 1, d_temp_buffer_gas, gas_buffer_sizes.tempSizeInBytes, d_buffer_temp_output_gas_and_compacted_size, gas_buffer_sizes.outputSizeInBytes, &m_gas_handle, &emitProperty, 1 ));
-            host.free();
-        } else {
-            reportAllocation("Acceleration structure allocation failed on host: ", error,
-                             "   requested temp buffer size: ",
-                             gas_buffer_sizes.tempSizeInBytes, nonCompactible);
-            cudaGetLastError();
-
-            // Last resort: no compaction, which needs less scratch.
-            accel_options.buildFlags = OPTIX_BUILD_FLAG_PREFER_FAST_TRACE;
-            OPTIX_CHECK(optixAccelComputeMemoryUsage(context, &accel_options, &input, 1, &gas_buffer_sizes));
-            error = cudaHostAlloc(&h_temp_buffer_gas, gas_buffer_sizes.tempSizeInBytes, cudaHostAllocMapped);
-            if (error != cudaSuccess) {
-                reportAllocation("Acceleration structure allocation failed: ", error,
-                                 "   requested temp buffer size: ",
-                                 gas_buffer_sizes.tempSizeInBytes, "   aborting.");
-                return cudaGetLastError() != cudaSuccess;
-            }
-            // The output block was sized for the compacting build.
-            if (gas_buffer_sizes.outputSizeInBytes > compactedSizeOffset + 8) {
-                CUDA_CHECK(cudaFree(reinterpret_cast<void*>(output.release())));
-                CUDA_CHECK(cudaMalloc(reinterpret_cast<void**>(&d_buffer_temp_output_gas_and_compacted_size), gas_buffer_sizes.outputSizeInBytes));
-            }
-            CUdeviceptr d_temp_buffer_gas = 0;
-            CUDA_CHECK(cudaHostGetDevicePointer( reinterpret_cast<void**>(&d_temp_buffer_gas), reinterpret_cast<void*>(h_temp_buffer_gas), 0 ));
-            OPTIX_CHECK(optixAccelBuild(context, m_stream, &accel_options, &input, 1, d_temp_buffer_gas, gas_buffer_sizes.tempSizeInBytes, d_buffer_temp_output_gas_and_compacted_size, gas_buffer_sizes.outputSizeInBytes, &m_gas_handle, nullptr, 0 ));
-            host.free();
-            m_gas_output_buffer = output.release();
-            m_gas_buffer_size = gas_buffer_sizes.outputSizeInBytes;
-            if (relocationInfo)
-                OPTIX_CHECK(optixAccelGetRelocationInfo(context, m_gas_handle, &m_gas_info));
-            m_accel_dirty = false;
-            return true;
+        // Last resort: no compaction, which needs less scratch.
+        accel_options.buildFlags = OPTIX_BUILD_FLAG_PREFER_FAST_TRACE;
+        OPTIX_CHECK(optixAccelComputeMemoryUsage(context, &accel_options, &triangle_input, 1, &gas_buffer_sizes));
+        error = host.alloc(gas_buffer_sizes.tempSizeInBytes);
+        if (error != cudaSuccess) {
+            reportAllocationFailure({"Acceleration structure allocation failed: ",
+                                     "   requested temp buffer size: ", "   aborting."},
+                                    error, gas_buffer_sizes.tempSizeInBytes);
+            return cudaGetLastError() != cudaSuccess;
         }
+        // The output block was sized for the compacting build.
+        DeviceBlock plainOutput(m_device_idx);
+        CUdeviceptr d_output = d_buffer_temp_output_gas_and_compacted_size;
+        if (gas_buffer_sizes.outputSizeInBytes > compactedSizeOffset + 8) {
+            CUDA_CHECK(cudaFree(reinterpret_cast<void*>(output.release())));
+            CUDA_CHECK(plainOutput.alloc(gas_buffer_sizes.outputSizeInBytes));
+            d_output = plainOutput.get();
+        }
+        void* h_temp_buffer_gas = host.get();
+        CUdeviceptr d_temp_buffer_gas = 0;
+        CUDA_CHECK(cudaHostGetDevicePointer( reinterpret_cast<void**>(&d_temp_buffer_gas), reinterpret_cast<void*>(h_temp_buffer_gas), 0 ));
+        OPTIX_CHECK(optixAccelBuild(context, m_stream, &accel_options, &triangle_input, 1, d_temp_buffer_gas, gas_buffer_sizes.tempSizeInBytes, d_output, gas_buffer_sizes.outputSizeInBytes, &m_gas_handle, nullptr, 0 ));
+        h_temp_buffer_gas = host.release();
+        CUDA_CHECK(cudaFreeHost(h_temp_buffer_gas));
+        output.release();
+        plainOutput.release();
+        m_gas_output_buffer = d_output;
+        m_gas_buffer_size = gas_buffer_sizes.outputSizeInBytes;
+        if (relocationInfo)
+            OPTIX_CHECK(optixAccelGetRelocationInfo(context, m_gas_handle, &m_gas_info));
+        m_accel_dirty = false;
+        return true;
     }
 
     if (inputsConsumed)
@@ -169,18 +107,19 @@ bool GeometryBase::buildAccel(OptixDeviceContext context, const OptixBuildInput&
     size_t compacted_gas_size = 0;
     CUDA_CHECK(cudaMemcpy(&compacted_gas_size, (void*)emitProperty.result, sizeof(size_t), cudaMemcpyDeviceToHost));
     if (compacted_gas_size < gas_buffer_sizes.outputSizeInBytes) {
-        CUdeviceptr compacted = 0;
-        error = cudaMalloc(reinterpret_cast<void**>(&compacted), compacted_gas_size);
+        DeviceBlock compacted(m_device_idx);
+        error = compacted.alloc(compacted_gas_size);
         if (error == cudaSuccess) {
-            m_gas_output_buffer = compacted;
+            m_gas_output_buffer = compacted.release();
             // On the default stream: it waits for the build on m_stream.
             OPTIX_CHECK(optixAccelCompact(context, 0, m_gas_handle, m_gas_output_buffer, compacted_gas_size, &m_gas_handle));
             CUDA_CHECK(cudaFree(reinterpret_cast<void*>(output.release())));
             m_gas_buffer_size = compacted_gas_size;
         } else {
-            reportAllocation("Acceleration structure allocation failed: ", error,
-                             "   requested compacted buffer size: ", compacted_gas_size,
-                             "   using non-compacted structure...");
+            reportAllocationFailure({"Acceleration structure allocation failed: ",
+                                     "   requested compacted buffer size: ",
+                                     "   using non-compacted structure..."},
+                                    error, compacted_gas_size);
             cudaGetLastError();
             m_gas_output_buffer = output.release();
             m_gas_buffer_size = gas_buffer_sizes.outputSizeInBytes;
@@ -221,8 +160,8 @@ bool GeometryTriangles::buildMeshAccel(OptixDeviceContext_t* const& context, boo
     triangles.indexBuffer = indices != m_buffers.end() ? indices->second.ptr() : 0;
     triangles.flags = triangle_input_flags;
     triangles.numSbtRecords = 1;
-    return buildAccel(context, triangle_input, relocationInfo,
-                      "   trying non-compactible build...", nullptr);
+    return buildAccel(context, triangle_input, relocationInfo, "   trying non-compactible build...",
+                      nullptr);
 }
 
 bool GeometryBSplines::buildMeshAccel(OptixDeviceContext_t* const& context, bool relocationInfo,
@@ -292,8 +231,9 @@ bool GeometryBase::relocateMeshAccel(const GeometryBase& srcGeom,
     cudaError_t error = cudaMalloc(reinterpret_cast<void**>(&m_gas_output_buffer), bytes);
     if (error != cudaSuccess) {
         m_gas_output_buffer = 0;
-        reportAllocation("Acceleration structure allocation failed: ", error,
-                         "   requested GAS buffer size: ", bytes, nullptr);
+        reportAllocationFailure({"Acceleration structure allocation failed: ",
+                                 "   requested GAS buffer size: ", nullptr},
+                                error, bytes);
         cudaGetLastError();
         return false;
     }

@@ -5,46 +5,26 @@
 
 #include "core/CUDABuffer.h"
 #include "kernels/preprocessing_kernels.h"
-#include "programs/ProgramFiles.h"
-#include "programs/ProgramReference.h"
 
-#include <iostream>
+T7_CHECK_LABEL(GeometryBase::kLabel);
 
 GeometryPrimitives::GeometryPrimitives(int device, cudaStream_t stream, unsigned id,
                                        geoPrimirivesType type, unsigned material,
                                        const std::string& program)
     : GeometryBase(device, stream, id, type, material),
-      m_aabb(sizeof(OptixAabb), device, stream)
+      m_aabb(sizeof(OptixAabb), device, stream),
+      m_intersection(loadHitProgram(program, "IS program name not valid."))
 {
-    ProgramReference parts;
-    if (!splitProgramReference(program, parts))
-        throw sutil::Exception("IS program name not valid.");
-    m_intersection.file = parts.file;
-    m_intersection.function = parts.function;
-    getPtxString(m_intersection.text, m_intersection.file.c_str());
 }
 
 GeometryPrimitives::~GeometryPrimitives()
 {
-    try {
-        m_aabb.free();
-    } catch (const std::exception& e) {
-        std::cout << e.what() << std::endl;
-        std::terminate();
-    }
-}
-
-void GeometryPrimitives::fitAabb(size_t count)
-{
-    if (count > m_aabb.count())
-        m_aabb.alloc(count);
-    else
-        m_aabb.setCount(count);
+    releaseOrTerminate([this] { m_aabb.free(); });
 }
 
 bool GeometryPrimitives::applyPreprocessing()
 {
-    CUDA_CHECK(cudaSetDevice(m_device_idx));
+    makeCurrent();
     size_t n = 0;
     if (m_buffers.empty()) {
         if (m_type != geoDummy)
@@ -54,7 +34,7 @@ bool GeometryPrimitives::applyPreprocessing()
         n = m_buffers.begin()->second.count();
     }
     m_data.n_primitives = unsigned(n);
-    fitAabb(n);
+    fit(m_aabb, n);
     if (n == 0)
         return true;
 
@@ -139,7 +119,7 @@ bool GeometryPrimitives::relocateAabb(const GeometryPrimitives& src)
         n = vertices->second.count();
     }
     m_data.n_primitives = unsigned(n);
-    fitAabb(n);
+    fit(m_aabb, n);
     if (n == 0)
         return true;
     m_aabb.copyFromAsync(src.m_aabb);
@@ -159,7 +139,7 @@ void GeometryPrimitives::setDisplacement(unsigned texture, cudaTextureObject_t s
 bool GeometryPrimitives::buildMeshAccel(OptixDeviceContext_t* const& context, bool relocationInfo,
                                         bool releaseInputs)
 {
-    CUDA_CHECK(cudaSetDevice(m_device_idx));
+    makeCurrent();
     freeAccel();
     if (m_data.n_primitives == 0)
         return true;

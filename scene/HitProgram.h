@@ -13,3 +13,7 @@ struct HitProgram {
     bool dirty = true;
     OptixModule module = nullptr; // owned by the device's module cache
 };
+
+// Splits a program reference and loads its file's text at once; throws
+// `notValid` for a reference without both parts.
+HitProgram loadHitProgram(const std::string& ref, const char* notValid);

@@ -3,33 +3,55 @@
 #include "core/CUDABuffer.h"
 
 #include <algorithm>
-#include <iostream>
+
+T7_CHECK_LABEL(Material::kLabel);
+
+namespace {
+
+template <typename A, typename B> size_t mmin(A a, B b)
+{
+    return a < b ? size_t(a) : size_t(b);
+}
+
+// A sampler list cut or zero-padded to `count` entries: the arrays are filled
+// whole, and entries past a short list read as "no texture".
+std::vector<cudaTextureObject_t> padded(const std::vector<cudaTextureObject_t>& list, size_t count)
+{
+    std::vector<cudaTextureObject_t> out(count, 0);
+    std::copy(list.begin(), list.begin() + mmin(count, list.size()), out.begin());
+    return out;
+}
+
+} // namespace
 
 Material::Material(int device, cudaStream_t stream, const MaterialData& params,
                    const MaterialSamplers& samplers, const MaterialTextureIds& ids,
                    const HitProgram& radiance, const HitProgram& occlusion)
-    : m_params(params), m_samplers(samplers), m_textureIds(ids), m_radiance(radiance),
-      m_occlusion(occlusion), m_device(device), m_stream(stream)
+    : DeviceBound(kLabel, device, stream), m_params(params), m_samplers(samplers),
+      m_textureIds(ids), m_radiance(radiance), m_occlusion(occlusion)
 {
     m_params.color_tex = m_params.roughness_tex = nullptr;
     m_params.metalness_tex = m_params.normal_tex = nullptr;
     m_radiance.dirty = m_occlusion.dirty = true;
-    reallocBuffers();
+    try {
+        reallocBuffers();
+    } catch (...) {
+        release(); // what was allocated before the failure
+        throw;
+    }
 }
 
 Material::~Material()
 {
-    try {
-        makeCurrent();
-        freeBuffers();
-    } catch (const std::exception& e) {
-        std::cout << e.what() << std::endl;
-    }
+    release();
 }
 
-void Material::makeCurrent() const
+void Material::release() noexcept
 {
-    CUDA_CHECK(cudaSetDevice(m_device));
+    destructorGuard("Material", [this] {
+        makeCurrent();
+        freeBuffers();
+    });
 }
 
 void Material::updateParams(const MaterialData& params, const MaterialSamplers& samplers,
@@ -54,12 +76,14 @@ void Material::updateParams(const MaterialData& params, const MaterialSamplers& 
 
 void Material::freeBuffers()
 {
-    for (cudaTextureObject_t** array : {&m_params.color_tex, &m_params.roughness_tex,
-                                        &m_params.metalness_tex, &m_params.normal_tex}) {
-        if (*array)
-            CUDA_CHECK(cudaFree(reinterpret_cast<void*>(*array)));
-        *array = nullptr;
-    }
+    CUDA_CHECK(cudaFree(reinterpret_cast<void*>(m_params.color_tex)));
+    m_params.color_tex = nullptr;
+    CUDA_CHECK(cudaFree(reinterpret_cast<void*>(m_params.roughness_tex)));
+    m_params.roughness_tex = nullptr;
+    CUDA_CHECK(cudaFree(reinterpret_cast<void*>(m_params.metalness_tex)));
+    m_params.metalness_tex = nullptr;
+    CUDA_CHECK(cudaFree(reinterpret_cast<void*>(m_params.normal_tex)));
+    m_params.normal_tex = nullptr;
 }
 
 void Material::reallocBuffers()
@@ -71,29 +95,28 @@ void Material::reallocBuffers()
     CUDA_CHECK(cudaMalloc( reinterpret_cast<void**>(&m_params.roughness_tex), n_bytes ));
     CUDA_CHECK(cudaMalloc( reinterpret_cast<void**>(&m_params.metalness_tex), n_bytes ));
     CUDA_CHECK(cudaMalloc( reinterpret_cast<void**>(&m_params.normal_tex), n_bytes ));
-    // Entries past a short list read as "no texture".
-    if (n_bytes) {
-        CUDA_CHECK(cudaMemsetAsync(m_params.color_tex, 0, n_bytes, m_stream));
-        CUDA_CHECK(cudaMemsetAsync(m_params.roughness_tex, 0, n_bytes, m_stream));
-        CUDA_CHECK(cudaMemsetAsync(m_params.metalness_tex, 0, n_bytes, m_stream));
-        CUDA_CHECK(cudaMemsetAsync(m_params.normal_tex, 0, n_bytes, m_stream));
-    }
-    updateTextureSamplers(m_samplers);
+    // Exactly tex_count entries each, so the n_bytes copies stay inside the lists.
+    const auto color_samplers = padded(m_samplers.color, m_params.tex_count);
+    const auto roughness_samplers = padded(m_samplers.roughness, m_params.tex_count);
+    const auto metalness_samplers = padded(m_samplers.metalness, m_params.tex_count);
+    const auto normal_samplers = padded(m_samplers.normal, m_params.tex_count);
+    cudaStream_t stream = m_stream;
+    CUDA_CHECK(cudaMemcpyAsync( reinterpret_cast<void*>(m_params.color_tex), color_samplers.data(), n_bytes, cudaMemcpyHostToDevice, stream ));
+    CUDA_CHECK(cudaMemcpyAsync( reinterpret_cast<void*>(m_params.roughness_tex), roughness_samplers.data(), n_bytes, cudaMemcpyHostToDevice, stream ));
+    CUDA_CHECK(cudaMemcpyAsync( reinterpret_cast<void*>(m_params.metalness_tex), metalness_samplers.data(), n_bytes, cudaMemcpyHostToDevice, stream ));
+    CUDA_CHECK(cudaMemcpyAsync( reinterpret_cast<void*>(m_params.normal_tex), normal_samplers.data(), n_bytes, cudaMemcpyHostToDevice, stream ));
 }
 
 void Material::updateTextureSamplers(const MaterialSamplers& samplers)
 {
     makeCurrent();
-    auto count = [&](const std::vector<cudaTextureObject_t>& list) {
-        return std::min<size_t>(m_params.tex_count, list.size());
-    };
     const auto& color_samplers = samplers.color;
     const auto& roughness_samplers = samplers.roughness;
     const auto& metalness_samplers = samplers.metalness;
     const auto& normal_samplers = samplers.normal;
-    CUDA_CHECK(cudaMemcpyAsync( reinterpret_cast<void*>(m_params.color_tex), color_samplers.data(), count(color_samplers) * sizeof(cudaTextureObject_t), cudaMemcpyHostToDevice, m_stream ));
-    CUDA_CHECK(cudaMemcpyAsync( reinterpret_cast<void*>(m_params.roughness_tex), roughness_samplers.data(), count(roughness_samplers) * sizeof(cudaTextureObject_t), cudaMemcpyHostToDevice, m_stream ));
-    CUDA_CHECK(cudaMemcpyAsync( reinterpret_cast<void*>(m_params.metalness_tex), metalness_samplers.data(), count(metalness_samplers) * sizeof(cudaTextureObject_t), cudaMemcpyHostToDevice, m_stream ));
-    CUDA_CHECK(cudaMemcpyAsync( reinterpret_cast<void*>(m_params.normal_tex), normal_samplers.data(), count(normal_samplers) * sizeof(cudaTextureObject_t), cudaMemcpyHostToDevice, m_stream ));
+    CUDA_CHECK(cudaMemcpyAsync( reinterpret_cast<void*>(m_params.color_tex), color_samplers.data(), mmin(m_params.tex_count, color_samplers.size()) * sizeof(cudaTextureObject_t), cudaMemcpyHostToDevice, m_stream ));
+    CUDA_CHECK(cudaMemcpyAsync( reinterpret_cast<void*>(m_params.roughness_tex), roughness_samplers.data(), mmin(m_params.tex_count, roughness_samplers.size()) * sizeof(cudaTextureObject_t), cudaMemcpyHostToDevice, m_stream ));
+    CUDA_CHECK(cudaMemcpyAsync( reinterpret_cast<void*>(m_params.metalness_tex), metalness_samplers.data(), mmin(m_params.tex_count, metalness_samplers.size()) * sizeof(cudaTextureObject_t), cudaMemcpyHostToDevice, m_stream ));
+    CUDA_CHECK(cudaMemcpyAsync( reinterpret_cast<void*>(m_params.normal_tex), normal_samplers.data(), mmin(m_params.tex_count, normal_samplers.size()) * sizeof(cudaTextureObject_t), cudaMemcpyHostToDevice, m_stream ));
     m_samplers = samplers;
 }

@@ -6,6 +6,8 @@
 #include "HitProgram.h"
 #include "MaterialData.h"
 
+#include "core/DeviceBound.h"
+
 #include <string>
 #include <vector>
 
@@ -20,9 +22,10 @@ template <typename T> struct MaterialTextureLists {
 using MaterialTextureIds = MaterialTextureLists<unsigned>;
 using MaterialSamplers = MaterialTextureLists<cudaTextureObject_t>;
 
-class Material {
+class Material : public DeviceBound {
 public:
-    // Stores everything and allocates and fills the texture arrays.
+    // Stores everything and allocates and fills the texture arrays; a failure
+    // releases what was allocated before it.
     Material(int device, cudaStream_t stream, const MaterialData& params,
              const MaterialSamplers& samplers, const MaterialTextureIds& ids,
              const HitProgram& radiance, const HitProgram& occlusion);
@@ -46,15 +49,15 @@ public:
     const HitProgram& radiance() const { return m_radiance; }
     const HitProgram& occlusion() const { return m_occlusion; }
 
+    static constexpr const char* kLabel = "Material.cpp";
+
 private:
-    void makeCurrent() const;
     void freeBuffers();
+    void release() noexcept;
 
     MaterialData m_params;
     MaterialSamplers m_samplers;
     MaterialTextureIds m_textureIds;
     HitProgram m_radiance;
     HitProgram m_occlusion;
-    int m_device = -1;
-    cudaStream_t m_stream = nullptr;
 };

@@ -7,32 +7,11 @@
 
 #include <tuple>
 
+T7_CHECK_LABEL(PathTracer::kLabel);
+
 unsigned PathTracer::_geometryCount = 0;
 
 namespace {
-
-void requireMaterial(const PathTracerState& state, unsigned material)
-{
-    if (!state.materials.count(material))
-        throw sutil::Exception("Material not found.");
-}
-
-template <typename Geometry, typename... Extra>
-void createSlots(std::map<unsigned, Geometry>& map, PathTracerState& state, unsigned id,
-                 geoPrimirivesType type, unsigned material, const PathTracer::SlotMap& slots,
-                 const Extra&... extra)
-{
-    requireMaterial(state, material);
-    // An existing entry is kept.
-    auto geometry = map.find(id);
-    if (geometry == map.end())
-        geometry = map.emplace(std::piecewise_construct, std::forward_as_tuple(id),
-                               std::forward_as_tuple(state.device_idx, state.stream, id, type,
-                                                     material, extra...))
-                       .first;
-    for (const auto& slot : slots)
-        geometry->second.createBuffer(slot.first, 0, slot.second);
-}
 
 template <typename Geometry> Geometry* findIn(std::map<unsigned, Geometry>& map, unsigned id)
 {
@@ -66,8 +45,16 @@ unsigned PathTracer::addGeometry(std::map<unsigned, Geometry> PathTracerState::*
                                  const Extra&... extra)
 {
     const unsigned id = ++_geometryCount; // consumed even when set-up fails
-    for (PathTracerState& state : m_states)
-        createSlots(state.*kind, state, id, type, material, slots, extra...);
+    addOnEveryState(kind, id, [&](PathTracerState& state, std::map<unsigned, Geometry>& map) {
+        if (!state.materials.count(material))
+            throw sutil::Exception("Material not found.");
+        Geometry& g = map.emplace(std::piecewise_construct, std::forward_as_tuple(id),
+                                  std::forward_as_tuple(state.device_idx, state.stream, id, type,
+                                                        material, extra...))
+                          .first->second;
+        for (const auto& slot : slots)
+            g.createBuffer(slot.first, 0, slot.second);
+    });
     m_accumFrames = 0;
     m_hit_dirty = m_pipeline_dirty = m_sbt_dirty = true;
     return id;
@@ -94,78 +81,67 @@ unsigned PathTracer::setupPrimitivesGeometry(geoPrimirivesType type, const std::
 bool PathTracer::uploadGeometryMeshFaces(unsigned id, const float3* v, size_t nv, const uint3* f,
                                          size_t nf)
 {
-    for (PathTracerState& state : m_states) {
+    const bool found = forEachState([&](PathTracerState& state) {
         GeometryTriangles* g = findIn(state.triangles, id);
         if (!g)
             return false;
         const unsigned before = g->primitiveCount();
-        bool uploaded = true;
         if (nv)
-            uploaded &= g->uploadBufferAsync(geoBufVertices, v, nv);
+            g->uploadBufferAsync(geoBufVertices, v, nv);
         if (nf)
-            uploaded &= g->uploadBufferAsync(geoBufIndices, f, nf);
+            g->uploadBufferAsync(geoBufIndices, f, nf);
         if (nv || nf)
             g->m_accel_dirty = true;
         noteGeometryChange(*g, before);
-        if (!uploaded)
-            return false;
-    }
-    m_accumFrames = 0;
-    return true;
+        return true;
+    });
+    if (found)
+        m_accumFrames = 0;
+    return found;
 }
 
-// Attribute slots of a mesh: the record changes, the structure does not.
-bool PathTracer::uploadMeshAttributes(unsigned id, size_t slotA, const void* a, size_t na,
-                                      size_t slotB, const void* b, size_t nb)
+// Attribute slots of a mesh or the segments of curves: the record changes,
+// the structure does not.
+template <typename Geometry>
+bool PathTracer::uploadAttributes(std::map<unsigned, Geometry> PathTracerState::*kind, unsigned id,
+                                  std::initializer_list<SlotData> slots)
 {
-    for (PathTracerState& state : m_states) {
-        GeometryTriangles* g = findIn(state.triangles, id);
+    return forEachState([&](PathTracerState& state) {
+        Geometry* g = findIn(state.*kind, id);
         if (!g)
             return false;
-        bool uploaded = true;
-        if (na)
-            uploaded &= g->uploadBufferAsync(slotA, a, na);
-        if (nb)
-            uploaded &= g->uploadBufferAsync(slotB, b, nb);
+        for (const SlotData& slot : slots)
+            if (slot.count)
+                g->uploadBufferAsync(slot.index, slot.data, slot.count);
         m_sbt_dirty = true;
-        if (!uploaded)
-            return false;
-    }
-    m_accumFrames = 0;
-    return true;
+        return true;
+    });
 }
 
 bool PathTracer::uploadGeometryMeshNormals(unsigned id, const float3* n, size_t nn,
                                            const uint3* ni, size_t nni)
 {
-    return uploadMeshAttributes(id, geoBufNormals, n, nn, geoBufNormalIndices, ni, nni);
+    return uploadAttributes(&PathTracerState::triangles, id,
+                            {{geoBufNormals, n, nn}, {geoBufNormalIndices, ni, nni}});
 }
 
 bool PathTracer::uploadGeometryMeshTexCoords(unsigned id, const float2* t, size_t nt,
                                              const uint3* ti, size_t nti)
 {
-    return uploadMeshAttributes(id, geoBufTexCoords, t, nt, geoBufTexCoordIndices, ti, nti);
+    return uploadAttributes(&PathTracerState::triangles, id,
+                            {{geoBufTexCoords, t, nt}, {geoBufTexCoordIndices, ti, nti}});
 }
 
 bool PathTracer::uploadGeometryBSplineIdx(unsigned id, const unsigned* indices, size_t n)
 {
-    for (PathTracerState& state : m_states) {
-        GeometryBSplines* g = findIn(state.curves, id);
-        if (!g)
-            return false;
-        if (n && !g->uploadBufferAsync(geoBufIndices, indices, n))
-            return false;
-        m_sbt_dirty = true;
-    }
-    m_accumFrames = 0;
-    return true;
+    return uploadAttributes(&PathTracerState::curves, id, {{geoBufIndices, indices, n}});
 }
 
 bool PathTracer::uploadGeometryBuffers(unsigned id, size_t count,
                                        const std::map<size_t, void*>& data)
 {
     for (const auto& entry : data) {
-        for (PathTracerState& state : m_states) {
+        const bool uploaded = forEachState([&](PathTracerState& state) {
             GeometryBase* g = findGeometry(state, id);
             if (!g)
                 return false;
@@ -175,7 +151,10 @@ bool PathTracer::uploadGeometryBuffers(unsigned id, size_t count,
             if (shouldMarcAccelDirty(g->type(), geoBufferIndicex(entry.first)))
                 g->m_accel_dirty = true;
             noteGeometryChange(*g, before);
-        }
+            return true;
+        });
+        if (!uploaded)
+            return false;
     }
     m_accumFrames = 0;
     return true;
@@ -191,7 +170,7 @@ bool PathTracer::downloadGeometryBuffer(unsigned id, size_t slot, unsigned count
 
 bool PathTracer::freeGeometryBuffer(unsigned id, unsigned slot)
 {
-    for (PathTracerState& state : m_states) {
+    const bool freed = forEachState([&](PathTracerState& state) {
         GeometryBase* g = findIn(state.triangles, id);
         if (!g)
             g = findIn(state.primitives, id);
@@ -203,22 +182,26 @@ bool PathTracer::freeGeometryBuffer(unsigned id, unsigned slot)
         if (!g->freeBuffer(slot))
             return false;
         noteGeometryChange(*g, before);
-    }
-    m_accumFrames = 0;
-    return true;
+        return true;
+    });
+    if (freed)
+        m_accumFrames = 0;
+    return freed;
 }
 
 bool PathTracer::setupConstColor(unsigned id, const float3& color)
 {
-    for (PathTracerState& state : m_states) {
+    const bool found = forEachState([&](PathTracerState& state) {
         GeometryBase* g = findGeometry(state, id);
         if (!g)
             return false;
         g->setConstColor(color);
         m_sbt_dirty |= g->m_sbt_dirty;
-    }
-    m_accumFrames = 0;
-    return true;
+        return true;
+    });
+    if (found)
+        m_accumFrames = 0;
+    return found;
 }
 
 bool PathTracer::applyDisplacement(PathTracerState& state, GeometryPrimitives& geometry,
@@ -235,27 +218,29 @@ bool PathTracer::applyDisplacement(PathTracerState& state, GeometryPrimitives& g
 
 bool PathTracer::setupDisplacementTexture(unsigned id, unsigned texture)
 {
-    for (PathTracerState& state : m_states) {
+    const bool applied = forEachState([&](PathTracerState& state) {
         GeometryPrimitives* g = findIn(state.primitives, id);
-        if (!g || !applyDisplacement(state, *g, texture))
-            return false;
-    }
-    m_accumFrames = 0;
-    return true;
+        return g && applyDisplacement(state, *g, texture);
+    });
+    if (applied)
+        m_accumFrames = 0;
+    return applied;
 }
 
 bool PathTracer::setupGeometryMaterial(unsigned id, unsigned material)
 {
-    for (PathTracerState& state : m_states) {
+    const bool found = forEachState([&](PathTracerState& state) {
         GeometryBase* g = findGeometry(state, id);
         if (!g)
             return false;
         g->setMaterial(material);
         if (g->m_sbt_dirty)
             m_hit_dirty = m_pipeline_dirty = m_sbt_dirty = true;
-    }
-    m_accumFrames = 0;
-    return true;
+        return true;
+    });
+    if (found)
+        m_accumFrames = 0;
+    return found;
 }
 
 geoPrimirivesType PathTracer::getGeometryType(unsigned id) const
@@ -272,11 +257,11 @@ geoPrimirivesType PathTracer::getGeometryType(unsigned id) const
 
 bool PathTracer::deleteGeometry(unsigned id)
 {
-    for (PathTracerState& state : m_states) {
+    forEachState([&](PathTracerState& state) {
         state.primitives.erase(id);
         state.triangles.erase(id);
         state.curves.erase(id);
-    }
+    });
     m_accumFrames = 0;
     m_pipeline_dirty = m_sbt_dirty = m_ias_dirty = true;
     return true;

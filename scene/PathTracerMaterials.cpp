@@ -3,10 +3,10 @@
 #include "core/PathTracer.h"
 
 #include "core/CUDABuffer.h"
-#include "programs/ProgramFiles.h"
-#include "programs/ProgramReference.h"
 
 #include <tuple>
+
+T7_CHECK_LABEL(PathTracer::kLabel);
 
 unsigned PathTracer::_materialCount = 0;
 
@@ -74,19 +74,6 @@ MaterialSamplers samplersOf(const PathTracerState& state, const MaterialTextureI
     return samplers;
 }
 
-// Splits a hit program reference and loads its text at once.
-HitProgram hitProgram(const std::string& ref, const char* notValid)
-{
-    ProgramReference parts;
-    if (!splitProgramReference(ref, parts))
-        throw sutil::Exception(notValid);
-    HitProgram program;
-    program.file = parts.file;
-    program.function = parts.function;
-    getPtxString(program.text, program.file.c_str());
-    return program;
-}
-
 } // namespace
 
 unsigned PathTracer::setupMaterial(const std::string& radiance, const std::string& occlusion,
@@ -97,18 +84,20 @@ unsigned PathTracer::setupMaterial(const std::string& radiance, const std::strin
                                    const MaterialTextureIds& textures, unsigned long tex_count)
 {
     const unsigned id = ++_materialCount; // consumed even when set-up fails
-    const HitProgram radianceProgram = hitProgram(radiance, "Radiance program name not valid.");
-    const HitProgram occlusionProgram = hitProgram(occlusion, "Occlusion program name not valid.");
+    const HitProgram radianceProgram =
+        loadHitProgram(radiance, "Radiance program name not valid.");
+    const HitProgram occlusionProgram =
+        loadHitProgram(occlusion, "Occlusion program name not valid.");
     const MaterialData data =
         materialData(uintParams, floatParams, float3Params, float4Params, tex_count);
 
-    for (PathTracerState& state : m_states) {
-        const MaterialSamplers samplers = samplersOf(state, textures);
-        state.materials.emplace(std::piecewise_construct, std::forward_as_tuple(id),
-                                std::forward_as_tuple(state.device_idx, state.stream, data,
-                                                      samplers, textures, radianceProgram,
-                                                      occlusionProgram));
-    }
+    addOnEveryState(&PathTracerState::materials, id,
+                    [&](PathTracerState& state, std::map<unsigned, Material>& map) {
+                        map.emplace(std::piecewise_construct, std::forward_as_tuple(id),
+                                    std::forward_as_tuple(state.device_idx, state.stream, data,
+                                                          samplersOf(state, textures), textures,
+                                                          radianceProgram, occlusionProgram));
+                    });
     m_accumFrames = 0;
     m_hit_dirty = m_pipeline_dirty = m_sbt_dirty = true;
     return id;
@@ -122,12 +111,15 @@ bool PathTracer::updateMaterial(unsigned id, const VariableMap<unsigned>& uintPa
 {
     const MaterialData data =
         materialData(uintParams, floatParams, float3Params, float4Params, tex_count);
-    for (PathTracerState& state : m_states) {
-        auto found = state.materials.find(id);
-        if (found == state.materials.end())
+    const bool found = forEachState([&](PathTracerState& state) {
+        auto material = state.materials.find(id);
+        if (material == state.materials.end())
             return false;
-        found->second.updateParams(data, samplersOf(state, textures), textures);
-    }
+        material->second.updateParams(data, samplersOf(state, textures), textures);
+        return true;
+    });
+    if (!found)
+        return false;
     m_sbt_dirty = true;
     m_accumFrames = 0;
     return true;

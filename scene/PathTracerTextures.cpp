@@ -6,49 +6,59 @@
 
 #include <tuple>
 
+T7_CHECK_LABEL(PathTracer::kLabel);
+
 unsigned PathTracer::_textureCount = 0;
 
 unsigned PathTracer::setupTexture(int width, int height, int channels, int bits, int addressMode,
                                   const void* data)
 {
     const unsigned id = ++_textureCount;
-    for (PathTracerState& state : m_states)
-        state.textures.emplace(std::piecewise_construct, std::forward_as_tuple(id),
-                               std::forward_as_tuple(state.device_idx, state.stream, width, height,
-                                                     channels, bits,
-                                                     cudaTextureAddressMode(addressMode), data));
+    addOnEveryState(&PathTracerState::textures, id,
+                    [&](PathTracerState& state, std::map<unsigned, Texture>& map) {
+                        map.emplace(std::piecewise_construct, std::forward_as_tuple(id),
+                                    std::forward_as_tuple(state.device_idx, state.stream, width,
+                                                          height, channels, bits,
+                                                          cudaTextureAddressMode(addressMode),
+                                                          data));
+                    });
     return id;
 }
 
 bool PathTracer::updateTexture(unsigned id, int width, int height, const void* data)
 {
-    for (PathTracerState& state : m_states) {
-        auto found = state.textures.find(id);
-        if (found == state.textures.end())
+    const bool found = forEachState([&](PathTracerState& state) {
+        auto texture = state.textures.find(id);
+        if (texture == state.textures.end())
             return false;
-        Texture& texture = found->second;
-        const cudaTextureObject_t before = texture.sampler();
-        texture.update(width, height, data);
-        // A resize made a new texture object; its users hold the old one.
-        if (texture.sampler() != before)
+        // A resize makes a new texture object, which may even reuse the old
+        // value; its users are refreshed either way.
+        const bool resized = width != texture->second.width() || height != texture->second.height();
+        texture->second.update(width, height, data);
+        if (resized)
             updateStateTextureSamplers(state);
-    }
-    m_accumFrames = 0;
-    return true;
+        return true;
+    });
+    if (found)
+        m_accumFrames = 0;
+    return found;
 }
 
 bool PathTracer::setBackgroundTexture(unsigned id)
 {
-    for (PathTracerState& state : m_states) {
+    const bool found = forEachState([&](PathTracerState& state) {
         cudaTextureObject_t sampler = 0;
         if (id) {
-            auto found = state.textures.find(id);
-            if (found == state.textures.end())
+            auto texture = state.textures.find(id);
+            if (texture == state.textures.end())
                 return false;
-            sampler = found->second.sampler();
+            sampler = texture->second.sampler();
         }
         state.params.bg_texture = sampler;
-    }
+        return true;
+    });
+    if (!found)
+        return false;
     m_backgroundTexture = id;
     m_accumFrames = 0;
     return true;

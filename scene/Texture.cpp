@@ -2,7 +2,7 @@
 
 #include "core/CUDABuffer.h"
 
-#include <iostream>
+T7_CHECK_LABEL(Texture::kLabel);
 
 namespace {
 
@@ -31,29 +31,31 @@ cudaChannelFormatDesc channelFormat(int channels, int bits)
 
 Texture::Texture(int device, cudaStream_t stream, int width, int height, int channels, int bits,
                  cudaTextureAddressMode mode, const void* data)
-    : m_width(width), m_height(height), m_channels(channels), m_bits(bits),
-      m_pitch(width * channels * bits / 8), m_addressMode(mode), m_device(device),
-      m_stream(stream)
+    : DeviceBound(kLabel, device, stream), m_width(width), m_height(height),
+      m_channels(channels), m_bits(bits), m_pitch(width * channels * bits / 8),
+      m_addressMode(mode)
 {
-    create(data);
+    try {
+        create(data);
+    } catch (...) {
+        release(); // an array made before the failure
+        throw;
+    }
 }
 
 Texture::~Texture()
 {
-    // A creation that failed half-way may have left an array behind.
-    if (!m_image && !m_texture)
-        return;
-    try {
-        makeCurrent();
-        destroy();
-    } catch (const std::exception& e) {
-        std::cout << e.what() << std::endl;
-    }
+    release();
 }
 
-void Texture::makeCurrent() const
+void Texture::release() noexcept
 {
-    CUDA_CHECK(cudaSetDevice(m_device));
+    if (!m_image && !m_texture)
+        return;
+    destructorGuard("Texture", [this] {
+        makeCurrent();
+        destroy();
+    });
 }
 
 void Texture::create(const void* data)

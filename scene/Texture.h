@@ -2,12 +2,15 @@
 // A 2D image in a CUDA array with a texture object for the device programs.
 // One copy exists per device; the copy owns its array and object.
 
+#include "core/DeviceBound.h"
+
 #include <cuda_runtime.h>
 
-class Texture {
+class Texture : public DeviceBound {
 public:
     // Stores the description and creates the array and object from `data`
-    // (rows tightly packed). Throws for unsupported formats before allocating.
+    // (rows tightly packed). Throws for unsupported formats before allocating;
+    // a later failure releases what was made.
     Texture(int device, cudaStream_t stream, int width, int height, int channels, int bits,
             cudaTextureAddressMode mode, const void* data);
     ~Texture();
@@ -19,14 +22,17 @@ public:
     // a new texture object, which every user of the texture must pick up.
     void update(int width, int height, const void* data);
     void destroy();
-    void makeCurrent() const;
 
     cudaTextureObject_t sampler() const { return m_texture; }
     int width() const { return m_width; }
     int height() const { return m_height; }
     bool valid() const { return m_valid; }
 
+    static constexpr const char* kLabel = "Texture.cpp";
+
 private:
+    void release() noexcept;
+
     int m_width;
     int m_height;
     int m_channels;
@@ -36,6 +42,4 @@ private:
     cudaArray_t m_image = nullptr;
     cudaTextureObject_t m_texture = 0;
     bool m_valid = false;
-    int m_device;
-    cudaStream_t m_stream;
 };

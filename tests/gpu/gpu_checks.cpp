@@ -18,6 +18,8 @@
 #include <sstream>
 #include <string>
 
+T7_CHECK_LABEL("gpu_checks.cpp");
+
 namespace {
 int passed = 0;
 int failed = 0;

@@ -18,6 +18,8 @@
 #include <memory>
 #include <vector>
 
+T7_CHECK_LABEL("scene_checks.cpp");
+
 namespace {
 
 void checkTextures(cudaStream_t stream)

@@ -10,6 +10,8 @@
 #include <regex>
 #include <string>
 
+T7_CHECK_LABEL("messages_test.cpp");
+
 namespace {
 
 template <typename F> std::string messageOf(F&& f)

@@ -1,0 +1,80 @@
+#include "DeviceMemory.h"
+
+#include "CUDABuffer.h"
+#include "DeviceBound.h"
+
+#include <iostream>
+
+T7_CHECK_LABEL("DeviceMemory.cpp");
+
+void DeviceBound::makeCurrent(int line) const
+{
+    const cudaError_t error = cudaSetDevice(m_device_idx);
+    if (error != cudaSuccess)
+        throwCudaCallFailed("cudaSetDevice(m_device_idx)", error, m_label, line);
+}
+
+DeviceBlock::~DeviceBlock()
+{
+    if (!m_ptr)
+        return;
+    destructorGuard("DeviceBlock", [&] {
+        int current = 0;
+        CUDA_CHECK(cudaGetDevice(&current));
+        CUDA_CHECK(cudaSetDevice(m_device));
+        CUDA_CHECK(cudaFree(reinterpret_cast<void*>(m_ptr)));
+        CUDA_CHECK(cudaSetDevice(current));
+    });
+}
+
+cudaError_t DeviceBlock::alloc(size_t bytes)
+{
+    return cudaMalloc(reinterpret_cast<void**>(&m_ptr), bytes);
+}
+
+CUdeviceptr DeviceBlock::release()
+{
+    const CUdeviceptr p = m_ptr;
+    m_ptr = 0;
+    return p;
+}
+
+MappedHostBlock::~MappedHostBlock()
+{
+    if (m_ptr)
+        destructorGuard("MappedHostBlock", [&] { CUDA_CHECK(cudaFreeHost(m_ptr)); });
+}
+
+cudaError_t MappedHostBlock::alloc(size_t bytes)
+{
+    return cudaHostAlloc(&m_ptr, bytes, cudaHostAllocMapped);
+}
+
+void* MappedHostBlock::release()
+{
+    void* p = m_ptr;
+    m_ptr = nullptr;
+    return p;
+}
+
+void reportAllocationFailure(const AllocationReport& report, cudaError_t error, size_t bytes)
+{
+    std::cout << report.failed << cudaGetErrorString(error) << std::endl
+              << report.sizeLabel << (bytes >> 20) << " MB" << std::endl;
+    if (report.next)
+        std::cout << report.next << std::endl;
+}
+
+cudaError_t allocDeviceOrMapped(size_t bytes, DeviceBlock& device, MappedHostBlock& host,
+                                const AllocationReport& onDevice)
+{
+    cudaError_t error = device.alloc(bytes);
+    if (error == cudaSuccess)
+        return error;
+    reportAllocationFailure(onDevice, error, bytes);
+    cudaGetLastError();
+    error = host.alloc(bytes);
+    if (error != cudaSuccess)
+        cudaGetLastError();
+    return error;
+}

@@ -1,0 +1,64 @@
+#pragma once
+// Device and mapped host memory that releases itself, and the one allocation
+// that places a buffer in device memory and falls back to mapped host memory.
+
+#include "optix7.h"
+
+#include <cuda_runtime.h>
+
+#include <cstddef>
+
+// Device memory released, on its own device, when the block goes (unless it
+// was handed over with release()).
+class DeviceBlock {
+public:
+    explicit DeviceBlock(int device) : m_device(device) {}
+    ~DeviceBlock();
+    DeviceBlock(const DeviceBlock&) = delete;
+    DeviceBlock& operator=(const DeviceBlock&) = delete;
+
+    // Allocates `bytes` on the block's device (which must be current);
+    // the CUDA result is returned, not thrown.
+    cudaError_t alloc(size_t bytes);
+    CUdeviceptr get() const { return m_ptr; }
+    CUdeviceptr release();
+
+private:
+    CUdeviceptr m_ptr = 0;
+    int m_device;
+};
+
+// Pinned host memory mapped into the device address space, released when the
+// block goes.
+class MappedHostBlock {
+public:
+    MappedHostBlock() = default;
+    ~MappedHostBlock();
+    MappedHostBlock(const MappedHostBlock&) = delete;
+    MappedHostBlock& operator=(const MappedHostBlock&) = delete;
+
+    cudaError_t alloc(size_t bytes);
+    void* get() const { return m_ptr; }
+    void* release();
+
+private:
+    void* m_ptr = nullptr;
+};
+
+// The lines printed when an allocation fails:
+//   <failed><CUDA error text>
+//   <sizeLabel><size in MiB> MB
+//   <next>                       (left out when null)
+struct AllocationReport {
+    const char* failed;
+    const char* sizeLabel;
+    const char* next;
+};
+void reportAllocationFailure(const AllocationReport& report, cudaError_t error, size_t bytes);
+
+// Device memory of `bytes` in `device`, else mapped host memory in `host`,
+// reporting the device failure with `onDevice`. Pending errors are cleared.
+// Returns cudaSuccess with one block holding the memory, or the host
+// allocation's error with both empty.
+cudaError_t allocDeviceOrMapped(size_t bytes, DeviceBlock& device, MappedHostBlock& host,
+                                const AllocationReport& onDevice);
