@@ -2,39 +2,17 @@
 
 #include "trevix7.h"
 
-#include "Marshalling.h"
-#include "Registry.h"
+#include "EntryPoint.h"
 #include "core/PathTracer.h"
 
 namespace {
 
 PathTracer::SlotMap slotMap(const unsigned* slots, const unsigned* elementSizes, unsigned count)
 {
-    return toKeyedMap<size_t, size_t>(slots, elementSizes, count);
-}
-
-// The public vector records have the layouts of the CUDA vector types.
-const float3* native(const trevix7_float3* p) { return reinterpret_cast<const float3*>(p); }
-const float2* native(const trevix7_float2* p) { return reinterpret_cast<const float2*>(p); }
-const uint3* native(const trevix7_uint3* p) { return reinterpret_cast<const uint3*>(p); }
-
-// Entry points that catch report through `error` and return `onException`;
-// an unknown handle gives `unknown`.
-template <typename R, typename Call>
-R withInstance(unsigned handle, char* error, R unknown, R onException, Call&& call)
-{
-    clearError(error);
-    PathTracer* pt = findPathTracer(handle);
-    if (!pt)
-        return unknown;
-    return catching(error, onException, [&] { return call(*pt); });
+    return toKeyedMap<size_t, size_t>(slots, elementSizes, count, "slots", "elementSizes");
 }
 
 } // namespace
-
-static_assert(sizeof(trevix7_float3) == sizeof(float3) && sizeof(trevix7_uint3) == sizeof(uint3) &&
-                  sizeof(trevix7_float2) == sizeof(float2),
-              "public vector records match the CUDA vector types");
 
 extern "C" {
 
@@ -42,9 +20,9 @@ int ApiSetupTrianglesGeometry(unsigned int handle, geoPrimirivesType type,
                               const unsigned int* slots, const unsigned int* elementSizes,
                               unsigned int slotCount, unsigned int material, char* error)
 {
-    const auto map = slotMap(slots, elementSizes, slotCount);
-    return withInstance(handle, error, -1, 0, [&](PathTracer& pt) {
-        return int(pt.setupTrianglesGeometry(type, map, material));
+    return catching(handle, error, -1, 0, [&](PathTracer& pt) {
+        return int(pt.setupTrianglesGeometry(type, slotMap(slots, elementSizes, slotCount),
+                                             material));
     });
 }
 
@@ -52,9 +30,9 @@ int ApiSetupBSplinesGeometry(unsigned int handle, geoPrimirivesType type,
                              const unsigned int* slots, const unsigned int* elementSizes,
                              unsigned int slotCount, unsigned int material, char* error)
 {
-    const auto map = slotMap(slots, elementSizes, slotCount);
-    return withInstance(handle, error, -1, 0, [&](PathTracer& pt) {
-        return int(pt.setupBSplinesGeometry(type, map, material));
+    return catching(handle, error, -1, 0, [&](PathTracer& pt) {
+        return int(pt.setupBSplinesGeometry(type, slotMap(slots, elementSizes, slotCount),
+                                            material));
     });
 }
 
@@ -63,10 +41,10 @@ int ApiSetupPrimitivesGeometry(unsigned int handle, geoPrimirivesType type,
                                const unsigned int* elementSizes, unsigned int slotCount,
                                unsigned int material, char* error)
 {
-    const std::string program = intersectionProgram;
-    const auto map = slotMap(slots, elementSizes, slotCount);
-    return withInstance(handle, error, -1, 0, [&](PathTracer& pt) {
-        return int(pt.setupPrimitivesGeometry(type, program, map, material));
+    return catching(handle, error, -1, 0, [&](PathTracer& pt) {
+        const std::string program = requiredString(intersectionProgram, "intersectionProgram");
+        return int(pt.setupPrimitivesGeometry(type, program,
+                                              slotMap(slots, elementSizes, slotCount), material));
     });
 }
 
@@ -74,9 +52,10 @@ bool ApiUploadGeometryMeshFaces(unsigned int handle, unsigned int geometry,
                                 trevix7_float3* vertices, unsigned int vertexCount,
                                 trevix7_uint3* faces, unsigned int faceCount, char* error)
 {
-    return withInstance(handle, error, false, false, [&](PathTracer& pt) {
-        return pt.uploadGeometryMeshFaces(geometry, native(vertices), vertexCount, native(faces),
-                                          faceCount);
+    return catching(handle, error, false, false, [&](PathTracer& pt) {
+        return pt.uploadGeometryMeshFaces(
+            geometry, nativeArray(required(vertices, "vertices", vertexCount)), vertexCount,
+            nativeArray(required(faces, "faces", faceCount)), faceCount);
     });
 }
 
@@ -85,9 +64,11 @@ bool ApiUploadGeometryMeshNormals(unsigned int handle, unsigned int geometry,
                                   trevix7_uint3* normalIndices, unsigned int normalIndexCount,
                                   char* error)
 {
-    return withInstance(handle, error, false, false, [&](PathTracer& pt) {
-        return pt.uploadGeometryMeshNormals(geometry, native(normals), normalCount,
-                                            native(normalIndices), normalIndexCount);
+    return catching(handle, error, false, false, [&](PathTracer& pt) {
+        return pt.uploadGeometryMeshNormals(
+            geometry, nativeArray(required(normals, "normals", normalCount)), normalCount,
+            nativeArray(required(normalIndices, "normalIndices", normalIndexCount)),
+            normalIndexCount);
     });
 }
 
@@ -96,9 +77,12 @@ bool ApiUploadGeometryMeshTexCoords(unsigned int handle, unsigned int geometry,
                                     trevix7_uint3* texCoordIndices,
                                     unsigned int texCoordIndexCount, char* error)
 {
-    return withInstance(handle, error, false, false, [&](PathTracer& pt) {
-        return pt.uploadGeometryMeshTexCoords(geometry, native(texCoords), texCoordCount,
-                                              native(texCoordIndices), texCoordIndexCount);
+    return catching(handle, error, false, false, [&](PathTracer& pt) {
+        return pt.uploadGeometryMeshTexCoords(
+            geometry, nativeArray(required(texCoords, "texCoords", texCoordCount)),
+            texCoordCount,
+            nativeArray(required(texCoordIndices, "texCoordIndices", texCoordIndexCount)),
+            texCoordIndexCount);
     });
 }
 
@@ -106,8 +90,9 @@ bool ApiUploadGeometryBSplineIdx(unsigned int handle, unsigned int geometry,
                                  unsigned int* segmentIndices, unsigned int segmentCount,
                                  char* error)
 {
-    return withInstance(handle, error, false, false, [&](PathTracer& pt) {
-        return pt.uploadGeometryBSplineIdx(geometry, segmentIndices, segmentCount);
+    return catching(handle, error, false, false, [&](PathTracer& pt) {
+        return pt.uploadGeometryBSplineIdx(
+            geometry, required(segmentIndices, "segmentIndices", segmentCount), segmentCount);
     });
 }
 
@@ -115,8 +100,10 @@ bool ApiUploadGeometryBuffers(unsigned int handle, unsigned int geometry,
                               unsigned int elementCount, const unsigned int* slots,
                               void* const* data, unsigned int slotCount, char* error)
 {
-    const auto map = toKeyedMap<void*, size_t>(slots, data, slotCount);
-    return withInstance(handle, error, false, false, [&](PathTracer& pt) {
+    return catching(handle, error, false, false, [&](PathTracer& pt) {
+        auto map = toKeyedMap<void*, size_t>(slots, data, slotCount, "slots", "data");
+        for (const auto& slot : map)
+            required(slot.second, "data", elementCount);
         return pt.uploadGeometryBuffers(geometry, elementCount, map);
     });
 }
@@ -124,39 +111,43 @@ bool ApiUploadGeometryBuffers(unsigned int handle, unsigned int geometry,
 bool ApiDownloadGeometryBuffer(unsigned int handle, unsigned int geometry, unsigned long slot,
                                unsigned int elementCount, void* destination, char* error)
 {
-    return withInstance(handle, error, false, false, [&](PathTracer& pt) {
-        return pt.downloadGeometryBuffer(geometry, slot, elementCount, destination);
+    return catching(handle, error, false, false, [&](PathTracer& pt) {
+        return pt.downloadGeometryBuffer(geometry, slot, elementCount,
+                                         required(destination, "destination", elementCount));
     });
 }
 
 bool ApiFreeGeometryBuffer(unsigned int handle, unsigned int geometry, unsigned int slot)
 {
-    PathTracer* pt = findPathTracer(handle);
-    return pt && pt->freeGeometryBuffer(geometry, slot);
+    return nonCatching(handle, false,
+                       [&](PathTracer& pt) { return pt.freeGeometryBuffer(geometry, slot); });
 }
 
 bool ApiDeleteGeometry(unsigned int handle, unsigned int geometry, char* error)
 {
-    return withInstance(handle, error, false, false,
-                        [&](PathTracer& pt) { return pt.deleteGeometry(geometry); });
+    return catching(handle, error, false, false,
+                    [&](PathTracer& pt) { return pt.deleteGeometry(geometry); });
 }
 
 bool ApiSetupConstColor(unsigned int handle, unsigned int geometry, trevix7_float3 color)
 {
-    PathTracer* pt = findPathTracer(handle);
-    return pt && pt->setupConstColor(geometry, toNative(color));
+    return nonCatching(handle, false, [&](PathTracer& pt) {
+        return pt.setupConstColor(geometry, toNative(color));
+    });
 }
 
 bool ApiSetupGeometryMaterial(unsigned int handle, unsigned int geometry, unsigned int material)
 {
-    PathTracer* pt = findPathTracer(handle);
-    return pt && pt->setupGeometryMaterial(geometry, material);
+    return nonCatching(handle, false, [&](PathTracer& pt) {
+        return pt.setupGeometryMaterial(geometry, material);
+    });
 }
 
 bool ApiSetupDisplacementTexture(unsigned int handle, unsigned int geometry, unsigned int texture)
 {
-    PathTracer* pt = findPathTracer(handle);
-    return pt && pt->setupDisplacementTexture(geometry, texture);
+    return nonCatching(handle, false, [&](PathTracer& pt) {
+        return pt.setupDisplacementTexture(geometry, texture);
+    });
 }
 
 } // extern "C"

@@ -1,74 +1,102 @@
 #pragma once
 // Turns the plain arrays of the exported interface into the containers the
-// renderer's methods take.
+// renderer's methods take, refusing null pointers where data is expected.
 
 #include "trevix7.h"
 
-#include <vector_functions.h>
+#include <vector_types.h>
 
 #include <cstring>
-#include <exception>
-#include <iostream>
 #include <map>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
-// The public vector records have the layouts of the CUDA vector types.
-inline int toNative(int v) { return v; }
-inline unsigned toNative(unsigned v) { return v; }
-inline float toNative(float v) { return v; }
-inline uint2 toNative(const trevix7_uint2& v) { return make_uint2(v.x, v.y); }
-inline float2 toNative(const trevix7_float2& v) { return make_float2(v.x, v.y); }
-inline float3 toNative(const trevix7_float3& v) { return make_float3(v.x, v.y, v.z); }
-inline float4 toNative(const trevix7_float4& v) { return make_float4(v.x, v.y, v.z, v.w); }
+// A null pointer where the interface expects data: "<argument> must not be null."
+class NullArgument : public std::invalid_argument {
+public:
+    explicit NullArgument(const std::string& argument)
+        : std::invalid_argument(argument + " must not be null.")
+    {
+    }
+};
+
+// `p`, unless it is null while `count` elements are expected.
+template <typename T> T* required(T* p, const char* argument, size_t count = 1)
+{
+    if (count && !p)
+        throw NullArgument(argument);
+    return p;
+}
+
+// A zero-terminated string argument.
+inline std::string requiredString(const char* s, const char* argument)
+{
+    return required(s, argument);
+}
+
+// The public vector records and the CUDA vector types of the same layout.
+template <typename T> struct NativeOf {
+    using type = T; // int, unsigned, float
+};
+template <> struct NativeOf<trevix7_uint2> { using type = uint2; };
+template <> struct NativeOf<trevix7_uint3> { using type = uint3; };
+template <> struct NativeOf<trevix7_float2> { using type = float2; };
+template <> struct NativeOf<trevix7_float3> { using type = float3; };
+template <> struct NativeOf<trevix7_float4> { using type = float4; };
+template <typename T> using Native = typename NativeOf<T>::type;
+
+template <typename T> constexpr bool sameLayout()
+{
+    return sizeof(Native<T>) == sizeof(T) && alignof(Native<T>) == alignof(T);
+}
+
+// One value, copied bit for bit.
+template <typename T> Native<T> toNative(const T& value)
+{
+    static_assert(sameLayout<T>(), "public record and CUDA vector type differ");
+    Native<T> native;
+    std::memcpy(&native, &value, sizeof native);
+    return native;
+}
+
+// An array, read in place.
+template <typename T> const Native<T>* nativeArray(const T* values)
+{
+    static_assert(sameLayout<T>(), "public record and CUDA vector type differ");
+    return reinterpret_cast<const Native<T>*>(values);
+}
 
 // A name/value list: a name given twice keeps its first value.
 template <typename T>
-auto toVariableMap(const char* const* names, const T* values, size_t count)
+std::map<std::string, Native<T>> toVariableMap(const char* const* names, const T* values,
+                                               size_t count, const char* namesArgument,
+                                               const char* valuesArgument)
 {
-    std::map<std::string, decltype(toNative(*values))> map;
+    required(names, namesArgument, count);
+    required(values, valuesArgument, count);
+    std::map<std::string, Native<T>> map;
     for (size_t i = 0; i < count; ++i)
-        map.emplace(names[i], toNative(values[i]));
+        map.emplace(required(names[i], (std::string(namesArgument) + "[" + std::to_string(i) +
+                                        "]").c_str()),
+                    toNative(values[i]));
     return map;
 }
 
 // A list of unsigned integers, order and repeats kept.
-inline std::vector<unsigned> toVector(const unsigned* items, unsigned count)
+inline std::vector<unsigned> toVector(const unsigned* items, unsigned count, const char* argument)
 {
+    required(items, argument, count);
     return count ? std::vector<unsigned>(items, items + count) : std::vector<unsigned>();
-}
-
-// The error buffer convention: cleared on entry, filled with the whole message.
-inline void clearError(char* error)
-{
-    if (error)
-        error[0] = '\0';
-}
-
-inline void setError(char* error, const char* message)
-{
-    if (error)
-        std::strcpy(error, message);
-}
-
-// Runs `call` for an entry point that catches: a standard exception's text is
-// printed with a line end, copied into the error buffer, and the entry point
-// returns `onException`. Other exceptions pass through.
-template <typename R, typename Call> R catching(char* error, R onException, Call&& call)
-{
-    try {
-        return call();
-    } catch (const std::exception& e) {
-        std::cout << e.what() << std::endl;
-        setError(error, e.what());
-        return onException;
-    }
 }
 
 // Two parallel arrays as a map; a key given twice keeps its last value.
 template <typename V, typename K, typename T>
-std::map<K, V> toKeyedMap(const unsigned* keys, const T* values, unsigned count)
+std::map<K, V> toKeyedMap(const unsigned* keys, const T* values, unsigned count,
+                          const char* keysArgument, const char* valuesArgument)
 {
+    required(keys, keysArgument, count);
+    required(values, valuesArgument, count);
     std::map<K, V> map;
     for (unsigned i = 0; i < count; ++i)
         map[K(keys[i])] = V(values[i]);

@@ -2,8 +2,7 @@
 
 #include "trevix7.h"
 
-#include "Marshalling.h"
-#include "Registry.h"
+#include "EntryPoint.h"
 #include "core/PathTracer.h"
 
 namespace {
@@ -26,12 +25,14 @@ MaterialArguments materialArguments(
     unsigned roughnessCount, const unsigned* metalness, unsigned metalnessCount,
     const unsigned* normal, unsigned normalCount)
 {
-    return {toVariableMap(uintNames, uintValues, uintCount),
-            toVariableMap(floatNames, floatValues, floatCount),
-            toVariableMap(float3Names, float3Values, float3Count),
-            toVariableMap(float4Names, float4Values, float4Count),
-            {toVector(color, colorCount), toVector(roughness, roughnessCount),
-             toVector(metalness, metalnessCount), toVector(normal, normalCount)}};
+    return {toVariableMap(uintNames, uintValues, uintCount, "uintNames", "uintValues"),
+            toVariableMap(floatNames, floatValues, floatCount, "floatNames", "floatValues"),
+            toVariableMap(float3Names, float3Values, float3Count, "float3Names", "float3Values"),
+            toVariableMap(float4Names, float4Values, float4Count, "float4Names", "float4Values"),
+            {toVector(color, colorCount, "colorTextures"),
+             toVector(roughness, roughnessCount, "roughnessTextures"),
+             toVector(metalness, metalnessCount, "metalnessTextures"),
+             toVector(normal, normalCount, "normalTextures")}};
 }
 
 } // namespace
@@ -41,29 +42,24 @@ extern "C" {
 unsigned int ApiSetupTexture(unsigned int handle, int width, int height, int channels,
                              int bitsPerChannel, int addressMode, const void* data, char* error)
 {
-    clearError(error);
-    PathTracer* pt = findPathTracer(handle);
-    if (!pt)
-        return 0;
-    return catching(error, 0u, [&] {
-        return pt->setupTexture(width, height, channels, bitsPerChannel, addressMode, data);
+    return catching(handle, error, 0u, 0u, [&](PathTracer& pt) {
+        return pt.setupTexture(width, height, channels, bitsPerChannel, addressMode,
+                               required(data, "data"));
     });
 }
 
 bool ApiUpdateTexture(unsigned int handle, unsigned int texture, int width, int height,
                       const void* data, char* error)
 {
-    clearError(error);
-    PathTracer* pt = findPathTracer(handle);
-    if (!pt)
-        return false;
-    return catching(error, false, [&] { return pt->updateTexture(texture, width, height, data); });
+    return catching(handle, error, false, false, [&](PathTracer& pt) {
+        return pt.updateTexture(texture, width, height, required(data, "data"));
+    });
 }
 
 bool ApiSetBackgroundTexture(unsigned int handle, unsigned int texture)
 {
-    PathTracer* pt = findPathTracer(handle);
-    return pt && pt->setBackgroundTexture(texture);
+    return nonCatching(handle, false,
+                       [&](PathTracer& pt) { return pt.setBackgroundTexture(texture); });
 }
 
 unsigned int ApiSetupMaterial(
@@ -77,20 +73,16 @@ unsigned int ApiSetupMaterial(
     unsigned int metalnessTextureCount, const unsigned int* normalTextures,
     unsigned int normalTextureCount, unsigned long textureCount, char* error)
 {
-    clearError(error);
-    PathTracer* pt = findPathTracer(handle);
-    if (!pt)
-        return 0;
-    const std::string radiance = radianceProgram;
-    const std::string occlusion = occlusionProgram;
-    const MaterialArguments a = materialArguments(
-        uintNames, uintValues, uintCount, floatNames, floatValues, floatCount, float3Names,
-        float3Values, float3Count, float4Names, float4Values, float4Count, colorTextures,
-        colorTextureCount, roughnessTextures, roughnessTextureCount, metalnessTextures,
-        metalnessTextureCount, normalTextures, normalTextureCount);
-    return catching(error, 0u, [&] {
-        return pt->setupMaterial(radiance, occlusion, a.uints, a.floats, a.float3s, a.float4s,
-                                 a.textures, textureCount);
+    return catching(handle, error, 0u, 0u, [&](PathTracer& pt) {
+        const std::string radiance = requiredString(radianceProgram, "radianceProgram");
+        const std::string occlusion = requiredString(occlusionProgram, "occlusionProgram");
+        const MaterialArguments a = materialArguments(
+            uintNames, uintValues, uintCount, floatNames, floatValues, floatCount, float3Names,
+            float3Values, float3Count, float4Names, float4Values, float4Count, colorTextures,
+            colorTextureCount, roughnessTextures, roughnessTextureCount, metalnessTextures,
+            metalnessTextureCount, normalTextures, normalTextureCount);
+        return pt.setupMaterial(radiance, occlusion, a.uints, a.floats, a.float3s, a.float4s,
+                                a.textures, textureCount);
     });
 }
 
@@ -105,18 +97,14 @@ bool ApiUpdateMaterial(
     const unsigned int* normalTextures, unsigned int normalTextureCount,
     unsigned long textureCount, char* error)
 {
-    clearError(error);
-    PathTracer* pt = findPathTracer(handle);
-    if (!pt)
-        return false;
-    const MaterialArguments a = materialArguments(
-        uintNames, uintValues, uintCount, floatNames, floatValues, floatCount, float3Names,
-        float3Values, float3Count, float4Names, float4Values, float4Count, colorTextures,
-        colorTextureCount, roughnessTextures, roughnessTextureCount, metalnessTextures,
-        metalnessTextureCount, normalTextures, normalTextureCount);
-    return catching(error, false, [&] {
-        return pt->updateMaterial(material, a.uints, a.floats, a.float3s, a.float4s, a.textures,
-                                  textureCount);
+    return catching(handle, error, false, false, [&](PathTracer& pt) {
+        const MaterialArguments a = materialArguments(
+            uintNames, uintValues, uintCount, floatNames, floatValues, floatCount, float3Names,
+            float3Values, float3Count, float4Names, float4Values, float4Count, colorTextures,
+            colorTextureCount, roughnessTextures, roughnessTextureCount, metalnessTextures,
+            metalnessTextureCount, normalTextures, normalTextureCount);
+        return pt.updateMaterial(material, a.uints, a.floats, a.float3s, a.float4s, a.textures,
+                                 textureCount);
     });
 }
 

@@ -1,13 +1,11 @@
-// The exported entry points: the instance registry, the calling and error
-// convention, and one thin wrapper per renderer method.
+// The exported entry points for devices and renderer instances, and the
+// instance registry.
 
 #include "trevix7.h"
 
-#include "Marshalling.h"
-#include "Registry.h"
+#include "EntryPoint.h"
 #include "core/PathTracer.h"
 
-#include <exception>
 #include <map>
 #include <tuple>
 
@@ -28,9 +26,6 @@ PathTracer* findPathTracer(unsigned int handle)
 
 extern "C" {
 
-// ---------------------------------------------------------------------------
-// Devices and renderer instances
-
 int ApiGetDeviceCount(void) { return PathTracer::initOptix(); }
 
 int ApiGpuArchitecture(unsigned int device) { return PathTracer::getGpuComputeCap(device); }
@@ -45,28 +40,34 @@ unsigned int ApiCreatePathTracer(
     unsigned int deviceCount, int logLevel, char* error)
 {
     clearError(error);
-    auto ints = toVariableMap(intNames, intValues, intCount);
-    auto uints = toVariableMap(uintNames, uintValues, uintCount);
-    auto uint2s = toVariableMap(uint2Names, uint2Values, uint2Count);
-    auto floats = toVariableMap(floatNames, floatValues, floatCount);
-    auto float2s = toVariableMap(float2Names, float2Values, float2Count);
-    auto float3s = toVariableMap(float3Names, float3Values, float3Count);
-    std::vector<unsigned> deviceList = toVector(devices, deviceCount);
-
-    unsigned int handle = ++hcount;
-    if (g_contextMap.count(handle))
-        return 0;
     try {
+        // Bad arguments are refused before a handle is taken.
+        const auto ints = toVariableMap(intNames, intValues, intCount, "intNames", "intValues");
+        const auto uints =
+            toVariableMap(uintNames, uintValues, uintCount, "uintNames", "uintValues");
+        const auto uint2s =
+            toVariableMap(uint2Names, uint2Values, uint2Count, "uint2Names", "uint2Values");
+        const auto floats =
+            toVariableMap(floatNames, floatValues, floatCount, "floatNames", "floatValues");
+        const auto float2s =
+            toVariableMap(float2Names, float2Values, float2Count, "float2Names", "float2Values");
+        const auto float3s =
+            toVariableMap(float3Names, float3Values, float3Count, "float3Names", "float3Values");
+        const std::vector<unsigned> deviceList = toVector(devices, deviceCount, "devices");
+
+        const unsigned int handle = ++hcount;
+        if (g_contextMap.count(handle))
+            return 0;
         g_contextMap.emplace(std::piecewise_construct, std::forward_as_tuple(handle),
                              std::forward_as_tuple(width, height, readbackMode(mode), ints, uints,
                                                    uint2s, floats, float2s, float3s, deviceList,
                                                    logLevel));
+        return handle;
     } catch (const std::exception& e) {
         // Creation reports through the error buffer only.
         setError(error, e.what());
         return 0;
     }
-    return handle;
 }
 
 bool ApiDestroyPathTracer(unsigned int handle, char* error)
@@ -77,14 +78,12 @@ bool ApiDestroyPathTracer(unsigned int handle, char* error)
 
 int ApiCudaOrdinal(unsigned int handle, unsigned int index)
 {
-    PathTracer* pt = findPathTracer(handle);
-    return pt ? pt->cudaOrdinal(index) : 0;
+    return nonCatching(handle, 0, [&](PathTracer& pt) { return pt.cudaOrdinal(index); });
 }
 
 int ApiOutputCudaOrdinal(unsigned int handle)
 {
-    PathTracer* pt = findPathTracer(handle);
-    return pt ? pt->outputCudaOrdinal() : -1;
+    return nonCatching(handle, -1, [](PathTracer& pt) { return pt.outputCudaOrdinal(); });
 }
 
 } // extern "C"

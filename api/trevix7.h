@@ -86,11 +86,18 @@ TREVIX7_STATIC_ASSERT(TREVIX7_ALIGNOF(trevix7_uint3) == 4, "trevix7_uint3 must b
 #endif
 
 /* ------------------------------------------------------------------------ */
-/* Enumerations passed by the host (all 32-bit).                            */
+/* Enumerations passed by the host (all 32-bit). In C++ they have a fixed    */
+/* 32-bit representation, so every value a host passes is a valid value.    */
 /* ------------------------------------------------------------------------ */
 
+#ifdef __cplusplus
+#define TREVIX7_ENUM(name) enum name : unsigned int
+#else
+#define TREVIX7_ENUM(name) enum name
+#endif
+
 /* Pixel format of the converted output image. */
-typedef enum readbackMode {
+typedef TREVIX7_ENUM(readbackMode) {
     READBACK_NONE = 0,   /* no conversion, no output image */
     READBACK_RGBA8 = 1,  /* 4 x 8-bit unsigned, R,G,B,A */
     READBACK_BGRA8 = 2,  /* 4 x 8-bit unsigned, B,G,R,A */
@@ -101,7 +108,7 @@ typedef enum readbackMode {
 } readbackMode;
 
 /* Post-processing stages; the denoiser kinds always run first. */
-typedef enum postprocAlgorithm {
+typedef TREVIX7_ENUM(postprocAlgorithm) {
     POSTPROC_LEVELS = 1,
     POSTPROC_GAMMA = 2,
     POSTPROC_TONEMAP_GRAY = 3,
@@ -114,7 +121,7 @@ typedef enum postprocAlgorithm {
 } postprocAlgorithm;
 
 /* Geometry kinds. */
-typedef enum geoPrimirivesType {
+typedef TREVIX7_ENUM(geoPrimirivesType) {
     geoPrimitives0 = 0,        /* plain kind, no preprocessing */
     geoParticleSet = 1,        /* spheres: centre and radius per primitive */
     geoPrimitives2 = 2,        /* plain kind, no preprocessing */
@@ -135,7 +142,7 @@ typedef enum geoPrimirivesType {
 } geoPrimirivesType;
 
 /* Buffer slots of a geometry. */
-typedef enum geoBufferIndicex {
+typedef TREVIX7_ENUM(geoBufferIndicex) {
     geoBufVertices = 0,
     geoBufReserved1 = 1,
     geoBufIndices = 2,
@@ -150,7 +157,7 @@ typedef enum geoBufferIndicex {
  * normals; any other value (1 in particular) uses the colour image alone. */
 #ifndef TREVIX7_OPTIX_DENOISER_INPUT_KIND
 #define TREVIX7_OPTIX_DENOISER_INPUT_KIND
-typedef enum OptixDenoiserInputKind {
+typedef TREVIX7_ENUM(OptixDenoiserInputKind) {
     OPTIX_DENOISER_INPUT_RGB = 1,
     OPTIX_DENOISER_INPUT_RGB_ALBEDO = 3,
     OPTIX_DENOISER_INPUT_RGB_ALBEDO_NORMAL = 7

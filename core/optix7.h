@@ -486,7 +486,7 @@ static_assert(sizeof(OptixDenoiserAlphaMode) == 4, "");
 // (bit 0 colour, bit 1 albedo, bit 2 normal). Shared with the public C header.
 #ifndef TREVIX7_OPTIX_DENOISER_INPUT_KIND
 #define TREVIX7_OPTIX_DENOISER_INPUT_KIND
-typedef enum OptixDenoiserInputKind
+typedef enum OptixDenoiserInputKind : unsigned int
 {
     OPTIX_DENOISER_INPUT_RGB               = 1,
     OPTIX_DENOISER_INPUT_RGB_ALBEDO        = 3,

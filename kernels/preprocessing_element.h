@@ -4,19 +4,9 @@
 // particles. The CUDA kernels and the simulated device's host loops both call
 // these functions, so the two builds compute the same boxes.
 
-#include <vector_functions.h>
-#include <vector_types.h>
+#include "vector_math.h"
 
-#include <cmath>
 #include <cstddef>
-
-#ifndef T7_HOST_DEVICE
-#if defined(__CUDACC__)
-#define T7_HOST_DEVICE __host__ __device__
-#else
-#define T7_HOST_DEVICE
-#endif
-#endif
 
 // Same layout as OptixAabb, so the box array feeds the acceleration build as is.
 struct CudaAabb {
@@ -25,59 +15,6 @@ struct CudaAabb {
 };
 static_assert(sizeof(CudaAabb) == 24, "CudaAabb must match OptixAabb");
 static_assert(offsetof(CudaAabb, maxX) == 12, "CudaAabb must match OptixAabb");
-
-// --- Launch shape -----------------------------------------------------------
-
-// Threads per block: the smallest power of two not below n, at most 256.
-// A count of 0 launches nothing; it still gets a valid block of 1.
-inline unsigned get_block_size(unsigned n)
-{
-    unsigned block = 1;
-    if (n == 0)
-        return block;
-    for (unsigned m = n - 1; m != 0 && block <= 255; m >>= 1)
-        block <<= 1;
-    return block;
-}
-
-// Blocks needed to cover n primitives; written so that n near 2^32 cannot wrap.
-inline unsigned get_grid_size(unsigned n, unsigned block)
-{
-    return n / block + (n % block != 0 ? 1u : 0u);
-}
-
-// --- Vector helpers ---------------------------------------------------------
-
-T7_HOST_DEVICE inline float3 t7_add(float3 u, float3 v)
-{
-    return make_float3(u.x + v.x, u.y + v.y, u.z + v.z);
-}
-
-T7_HOST_DEVICE inline float3 t7_sub(float3 u, float3 v)
-{
-    return make_float3(u.x - v.x, u.y - v.y, u.z - v.z);
-}
-
-T7_HOST_DEVICE inline float3 t7_scale(float3 u, float s)
-{
-    return make_float3(u.x * s, u.y * s, u.z * s);
-}
-
-T7_HOST_DEVICE inline float t7_dot(float3 u, float3 v)
-{
-    return u.x * v.x + u.y * v.y + u.z * v.z;
-}
-
-// The device's fast reciprocal square root; the host takes the exact quotient.
-// Neither guards against 0: a zero vector normalises to NaN.
-T7_HOST_DEVICE inline float t7_rsqrt(float x)
-{
-#if defined(__CUDA_ARCH__)
-    return rsqrtf(x);
-#else
-    return 1.0f / std::sqrt(x);
-#endif
-}
 
 // --- Boxes ------------------------------------------------------------------
 

@@ -1,13 +1,7 @@
 #include "ProgramFiles.h"
 
 #include "core/Exception.h"
-#include "trevix7.h"
 
-#include <sys/stat.h>
-
-#include <cerrno>
-#include <cstring>
-#include <dirent.h>
 #include <fstream>
 #include <sstream>
 
@@ -90,63 +84,3 @@ std::string removeExtension(const std::string& name)
         return name.substr(0, name.size() - 4);
     return name;
 }
-
-// ---------------------------------------------------------------------------
-// Exported program-source settings and file-system helpers
-
-extern "C" {
-
-void ApiSetupIncludeDir(const char* dir) { include_dirs.push_back(std::string("-I") + dir); }
-
-void ApiSetupLibraryDir(const char* dir) { lib_dir = dir; }
-
-void ApiSetupGpuArchitecture(const char* arch) { gpu_architecture = arch; }
-
-void ApiGpuArchitectureCfg(char* arch)
-{
-    if (arch)
-        std::strcpy(arch, gpu_architecture.c_str());
-}
-
-int ApiCompileToPtx(const char* file, char* errorMessage)
-{
-    if (errorMessage)
-        errorMessage[0] = '\0';
-    try {
-        // Loaded into the cache now, so the first real use reads no file.
-        std::string ptx;
-        getPtxString(ptx, file);
-        return 0;
-    } catch (const std::exception& e) {
-        if (errorMessage)
-            std::strcpy(errorMessage, e.what());
-        return 1;
-    }
-}
-
-void createDirectory(const char* path)
-{
-    struct stat info;
-    if (stat(path, &info) == 0) {
-        if (S_ISDIR(info.st_mode))
-            return;
-        errno = ENOTDIR;
-    } else if (mkdir(path, 0777) == 0 || errno == EEXIST) {
-        return;
-    }
-    throw sutil::Exception(
-        (std::to_string(errno) + ": cannot create directory " + path).c_str());
-}
-
-bool dirExists(const char* path)
-{
-    if (!path)
-        return false;
-    DIR* dir = opendir(path);
-    if (!dir)
-        return false;
-    closedir(dir);
-    return true;
-}
-
-} // extern "C"

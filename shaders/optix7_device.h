@@ -17,6 +17,8 @@
 
 #include <cuda_runtime.h>
 
+#include "kernels/vector_math.h"
+
 #define TREVIX7_DEVICE __forceinline__ __device__
 
 // ---------------------------------------------------------------------------

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdarg>
 #include <cstdlib>
+#include <cstring>
 #include <sstream>
 
 namespace sim {
@@ -55,16 +56,71 @@ std::mutex& lock()
 
 void trace(const char* api, const char* fmt, ...)
 {
-    FILE* f = state().trace;
-    if (!f)
-        return;
-    std::fprintf(f, "%s ", api);
+    char line[512];
+    int n = std::snprintf(line, sizeof line, "%s ", api);
     va_list args;
     va_start(args, fmt);
-    std::vfprintf(f, fmt, args);
+    std::vsnprintf(line + n, sizeof line - size_t(n), fmt, args);
     va_end(args);
-    std::fputc('\n', f);
-    std::fflush(f);
+    state().journal.push_back(line);
+    if (FILE* f = state().trace) {
+        std::fprintf(f, "%s\n", line);
+        std::fflush(f);
+    }
+}
+
+int injected(const char* function, char* log, size_t* logSize)
+{
+    auto it = state().injections.find(function);
+    if (it == state().injections.end())
+        return 0;
+    if (it->second.after) {
+        --it->second.after;
+        return 0;
+    }
+    const Injection injection = it->second;
+    state().injections.erase(it);
+    if (!injection.log.empty())
+        writeLog(injection.log, log, logSize);
+    trace(std::strncmp(function, "optix", 5) ? "cuda" : "optix", "%s -> %d (injected)", function,
+          injection.result);
+    return injection.result;
+}
+
+void writeLog(const std::string& text, char* log, size_t* logSize)
+{
+    if (!log || !logSize)
+        return;
+    if (*logSize) {
+        size_t n = std::min(text.size(), *logSize - 1);
+        std::memcpy(log, text.data(), n);
+        log[n] = '\0';
+    }
+    *logSize = text.size() + 1;
+}
+
+void failNext(const char* function, int result, unsigned after, const std::string& log)
+{
+    std::lock_guard<std::mutex> guard(lock());
+    state().injections[function] = {result, after, log};
+}
+
+void clearInjections()
+{
+    std::lock_guard<std::mutex> guard(lock());
+    state().injections.clear();
+}
+
+std::vector<std::string> journal()
+{
+    std::lock_guard<std::mutex> guard(lock());
+    return state().journal;
+}
+
+void clearJournal()
+{
+    std::lock_guard<std::mutex> guard(lock());
+    state().journal.clear();
 }
 
 const Allocation* blockHolding(const void* p, size_t bytes)
@@ -136,29 +192,23 @@ void setDeviceMemoryLimit(int device, size_t bytes)
         s.devices[device].memoryLimit = bytes;
 }
 
-size_t memoryLimit(int device)
-{
-    std::lock_guard<std::mutex> guard(lock());
-    const State& s = state();
-    return device >= 0 && size_t(device) < s.devices.size() ? s.devices[device].memoryLimit : 0;
-}
-
 void setPinnedMemoryLimit(size_t bytes)
 {
     std::lock_guard<std::mutex> guard(lock());
     state().pinnedLimit = bytes;
 }
 
-std::vector<ModuleRecord> moduleHistory()
+Records records()
 {
     std::lock_guard<std::mutex> guard(lock());
-    return state().moduleHistory;
+    return state().records;
 }
 
-std::vector<ContextRecord> contextHistory()
+void clearRecords()
 {
     std::lock_guard<std::mutex> guard(lock());
-    return state().contextHistory;
+    Records& r = state().records;
+    r = Records{std::move(r.contexts), {}, {}, {}, {}};
 }
 
 } // namespace sim

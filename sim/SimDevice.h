@@ -63,12 +63,20 @@ struct Structure {
     size_t size;
     size_t compactedSize;
     unsigned buildFlags;
-    unsigned inputType;   // OptixBuildInputType
-    unsigned numInstances; // instance structures only
+    unsigned inputType; // OptixBuildInputType
+};
+
+// A failure waiting for the next calls of one function.
+struct Injection {
+    int result;
+    unsigned after; // calls that still succeed first
+    std::string log;
 };
 
 struct State {
     std::vector<Device> devices;
+    std::map<std::string, Injection> injections;
+    std::vector<std::string> journal;
     std::map<void*, Allocation> allocations;
     size_t pinnedLimit = SIZE_MAX;
     size_t pinnedBytes = 0;
@@ -78,13 +86,9 @@ struct State {
     std::set<void*> streams;
     std::set<void*> optixContexts;
     std::set<void*> optixObjects;
-    std::vector<ContextRecord> contextHistory;
-    std::vector<ModuleRecord> moduleHistory;
+    Records records;
     std::vector<Structure> structures; // every structure ever made, by serial
     bool compactionSaves = true;
-    std::vector<BuildRecord> buildHistory;
-    std::vector<CompactionRecord> compactionHistory;
-    std::vector<RelocationRecord> relocationHistory;
     FILE* trace = nullptr;
 };
 
@@ -93,8 +97,26 @@ struct State {
 State& state();
 std::mutex& lock();
 
-// Appends one line to the trace file, when tracing is on.
+// Appends one line to the journal, and to the trace file when tracing is on.
 void trace(const char* api, const char* fmt, ...) __attribute__((format(printf, 2, 3)));
+
+// The result injected for this call of `function`, or 0 (success). An
+// injected failure is journalled as "<function> -> <result> (injected)". For
+// OptiX calls with a log, the injected text is written as OptiX writes logs.
+int injected(const char* function, char* log = nullptr, size_t* logSize = nullptr);
+// In a simulated CUDA function, after taking the lock: return its injected failure.
+#define SIM_CUDA_INJECT()                                                                   \
+    if (const int injected_ = sim::injected(__func__))                                      \
+    return sim::cudaResult(cudaError_t(injected_))
+
+// The same for a simulated OptiX function, by its API name.
+#define SIM_OPTIX_INJECT(name)                                                              \
+    if (const int injected_ = sim::injected(name))                                          \
+    return OptixResult(injected_)
+
+// Writes `text` as OptiX does: truncated to the buffer, always terminated,
+// with the size it needed (terminator included) reported back.
+void writeLog(const std::string& text, char* log, size_t* logSize);
 
 // Records a failed CUDA call as the thread's last error, as the runtime does;
 // gives back `e`.

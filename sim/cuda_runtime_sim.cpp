@@ -126,11 +126,10 @@ cudaError_t cudaGetLastError(void)
     return e;
 }
 
-cudaError_t cudaPeekAtLastError(void) { return sim::t_lastError; }
-
 cudaError_t cudaGetDeviceCount(int* count)
 {
     std::lock_guard<std::mutex> guard(lock());
+    SIM_CUDA_INJECT();
     *count = int(state().devices.size());
     cudaError_t e = noDeviceError();
     sim::trace("cuda", "cudaGetDeviceCount count=%d -> %d", *count, int(e));
@@ -140,6 +139,7 @@ cudaError_t cudaGetDeviceCount(int* count)
 cudaError_t cudaGetDeviceProperties(cudaDeviceProp* prop, int device)
 {
     std::lock_guard<std::mutex> guard(lock());
+    SIM_CUDA_INJECT();
     if (!prop)
         return cudaResult(cudaErrorInvalidValue);
     if (device < 0 || size_t(device) >= state().devices.size())
@@ -162,6 +162,7 @@ cudaError_t cudaGetDeviceProperties(cudaDeviceProp* prop, int device)
 cudaError_t cudaSetDevice(int device)
 {
     std::lock_guard<std::mutex> guard(lock());
+    SIM_CUDA_INJECT();
     cudaError_t e = noDeviceError();
     if (e == cudaSuccess && (device < 0 || size_t(device) >= state().devices.size()))
         e = cudaErrorInvalidDevice;
@@ -182,6 +183,7 @@ cudaError_t cudaGetDevice(int* device)
 cudaError_t cudaMalloc(void** devPtr, size_t size)
 {
     std::lock_guard<std::mutex> guard(lock());
+    SIM_CUDA_INJECT();
     cudaError_t e = allocate(devPtr, size, false);
     sim::trace("cuda", "cudaMalloc device=%d bytes=%zu -> %d", sim::currentDevice(), size, int(e));
     return e;
@@ -190,6 +192,7 @@ cudaError_t cudaMalloc(void** devPtr, size_t size)
 cudaError_t cudaFree(void* devPtr)
 {
     std::lock_guard<std::mutex> guard(lock());
+    SIM_CUDA_INJECT();
     cudaError_t e = noDeviceError();
     if (e == cudaSuccess) {
         state().devices[sim::currentDevice()].contextCreated = true;
@@ -203,16 +206,16 @@ cudaError_t cudaFree(void* devPtr)
 cudaError_t cudaHostAlloc(void** pHost, size_t size, unsigned int flags)
 {
     std::lock_guard<std::mutex> guard(lock());
+    SIM_CUDA_INJECT();
     cudaError_t e = allocate(pHost, size, true);
     sim::trace("cuda", "cudaHostAlloc bytes=%zu flags=%u -> %d", size, flags, int(e));
     return e;
 }
 
-cudaError_t cudaMallocHost(void** ptr, size_t size) { return cudaHostAlloc(ptr, size, 0); }
-
 cudaError_t cudaFreeHost(void* ptr)
 {
     std::lock_guard<std::mutex> guard(lock());
+    SIM_CUDA_INJECT();
     cudaError_t e = release(ptr, true);
     sim::trace("cuda", "cudaFreeHost -> %d", int(e));
     return e;
@@ -221,6 +224,7 @@ cudaError_t cudaFreeHost(void* ptr)
 cudaError_t cudaHostGetDevicePointer(void** pDevice, void* pHost, unsigned int flags)
 {
     std::lock_guard<std::mutex> guard(lock());
+    SIM_CUDA_INJECT();
     auto it = state().allocations.find(pHost);
     if (!pDevice || flags != 0 || it == state().allocations.end() || !it->second.pinned)
         return cudaResult(cudaErrorInvalidValue);
@@ -231,6 +235,7 @@ cudaError_t cudaHostGetDevicePointer(void** pDevice, void* pHost, unsigned int f
 cudaError_t cudaMemcpy(void* dst, const void* src, size_t count, cudaMemcpyKind kind)
 {
     std::lock_guard<std::mutex> guard(lock());
+    SIM_CUDA_INJECT();
     cudaError_t e = copy(dst, src, count, kind);
     sim::trace("cuda", "cudaMemcpy bytes=%zu kind=%d -> %d", count, int(kind), int(e));
     return e;
@@ -240,30 +245,17 @@ cudaError_t cudaMemcpyAsync(void* dst, const void* src, size_t count, cudaMemcpy
                             cudaStream_t stream)
 {
     std::lock_guard<std::mutex> guard(lock());
+    SIM_CUDA_INJECT();
     cudaError_t e = stream && !state().streams.count(stream) ? cudaErrorInvalidResourceHandle
                                                              : copy(dst, src, count, kind);
     sim::trace("cuda", "cudaMemcpyAsync bytes=%zu kind=%d -> %d", count, int(kind), int(e));
     return cudaResult(e);
 }
 
-cudaError_t cudaMemset(void* devPtr, int value, size_t count)
-{
-    std::lock_guard<std::mutex> guard(lock());
-    if (count && (!devPtr || !insideBlocks(devPtr, count)))
-        return cudaResult(cudaErrorInvalidValue);
-    if (count)
-        std::memset(devPtr, value, count);
-    return cudaSuccess;
-}
-
-cudaError_t cudaMemsetAsync(void* devPtr, int value, size_t count, cudaStream_t /*stream*/)
-{
-    return cudaMemset(devPtr, value, count);
-}
-
 cudaError_t cudaStreamCreate(cudaStream_t* pStream)
 {
     std::lock_guard<std::mutex> guard(lock());
+    SIM_CUDA_INJECT();
     if (!pStream)
         return cudaResult(cudaErrorInvalidValue);
     if (cudaError_t e = noDeviceError())
@@ -279,6 +271,7 @@ cudaError_t cudaStreamCreate(cudaStream_t* pStream)
 cudaError_t cudaStreamDestroy(cudaStream_t stream)
 {
     std::lock_guard<std::mutex> guard(lock());
+    SIM_CUDA_INJECT();
     if (!state().streams.count(stream) || *reinterpret_cast<int*>(stream) != sim::currentDevice())
         return cudaResult(cudaErrorInvalidResourceHandle);
     state().streams.erase(stream);
@@ -291,6 +284,7 @@ cudaError_t cudaStreamDestroy(cudaStream_t stream)
 cudaError_t cudaStreamSynchronize(cudaStream_t stream)
 {
     std::lock_guard<std::mutex> guard(lock());
+    SIM_CUDA_INJECT();
     if (stream && !state().streams.count(stream))
         return cudaResult(cudaErrorInvalidResourceHandle);
     return cudaSuccess;

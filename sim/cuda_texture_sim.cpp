@@ -91,6 +91,7 @@ cudaError_t cudaMallocArray(cudaArray_t* array, const cudaChannelFormatDesc* des
                             size_t height, unsigned int flags)
 {
     std::lock_guard<std::mutex> guard(lock());
+    SIM_CUDA_INJECT();
     cudaError_t e = mallocArray(array, desc, width, height);
     sim::trace("cuda", "cudaMallocArray device=%d width=%zu height=%zu flags=%u -> %d",
                sim::currentDevice(), width, height, flags, int(e));
@@ -101,6 +102,7 @@ cudaError_t cudaMallocArray(cudaArray_t* array, const cudaChannelFormatDesc* des
 cudaError_t cudaFreeArray(cudaArray_t array)
 {
     std::lock_guard<std::mutex> guard(lock());
+    SIM_CUDA_INJECT();
     cudaError_t e = cudaSuccess;
     sim::Array* a = liveArray(array);
     if (array && !a)
@@ -117,20 +119,12 @@ cudaError_t cudaFreeArray(cudaArray_t array)
     return cudaResult(e);
 }
 
-cudaError_t cudaMemcpy2DToArray(cudaArray_t dst, size_t wOffset, size_t hOffset, const void* src,
-                                size_t spitch, size_t width, size_t height, cudaMemcpyKind kind)
-{
-    std::lock_guard<std::mutex> guard(lock());
-    cudaError_t e = copyToArray(dst, wOffset, hOffset, src, spitch, width, height, kind, nullptr);
-    sim::trace("cuda", "cudaMemcpy2DToArray width=%zu height=%zu -> %d", width, height, int(e));
-    return cudaResult(e);
-}
-
 cudaError_t cudaMemcpy2DToArrayAsync(cudaArray_t dst, size_t wOffset, size_t hOffset,
                                      const void* src, size_t spitch, size_t width, size_t height,
                                      cudaMemcpyKind kind, cudaStream_t stream)
 {
     std::lock_guard<std::mutex> guard(lock());
+    SIM_CUDA_INJECT();
     cudaError_t e = copyToArray(dst, wOffset, hOffset, src, spitch, width, height, kind, stream);
     sim::trace("cuda", "cudaMemcpy2DToArrayAsync width=%zu height=%zu -> %d", width, height,
                int(e));
@@ -144,6 +138,7 @@ cudaError_t cudaCreateTextureObject(cudaTextureObject_t* pTexObject,
                                     const cudaResourceViewDesc* /*pResViewDesc*/)
 {
     std::lock_guard<std::mutex> guard(lock());
+    SIM_CUDA_INJECT();
     cudaError_t e = cudaSuccess;
     sim::Array* a = nullptr;
     if (!pTexObject || !pResDesc || !pTexDesc || pResDesc->resType != cudaResourceTypeArray)
@@ -163,6 +158,7 @@ cudaError_t cudaCreateTextureObject(cudaTextureObject_t* pTexObject,
 cudaError_t cudaDestroyTextureObject(cudaTextureObject_t texObject)
 {
     std::lock_guard<std::mutex> guard(lock());
+    SIM_CUDA_INJECT();
     cudaError_t e = cudaSuccess;
     auto it = state().textureObjects.find(texObject);
     if (it == state().textureObjects.end())

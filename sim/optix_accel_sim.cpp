@@ -4,7 +4,7 @@
 //
 // Sizes for n primitives (the sum over the build inputs: index triplets, or
 // vertices / 3 without indices, for triangles; numPrimitives for curves and
-// custom primitives; numInstances for instances):
+// custom primitives; instance structures are not built yet):
 //   output     256 + 64 n
 //   temp       256 + 48 n with OPTIX_BUILD_FLAG_ALLOW_COMPACTION, else 128 + 32 n
 //   compacted  128 + 32 n (rounded up to 8), or the output size when the
@@ -45,37 +45,25 @@ size_t primitives(const OptixBuildInput& in)
         return in.curveArray.numPrimitives;
     case OPTIX_BUILD_INPUT_TYPE_CUSTOM_PRIMITIVES:
         return in.customPrimitiveArray.numPrimitives;
-    case OPTIX_BUILD_INPUT_TYPE_INSTANCES:
-        return in.instanceArray.numInstances;
     default:
         return 0;
     }
 }
 
-bool supported(OptixBuildInputType type)
-{
-    return type == OPTIX_BUILD_INPUT_TYPE_TRIANGLES || type == OPTIX_BUILD_INPUT_TYPE_CURVES ||
-           type == OPTIX_BUILD_INPUT_TYPE_CUSTOM_PRIMITIVES ||
-           type == OPTIX_BUILD_INPUT_TYPE_INSTANCES;
-}
-
-// Options and input types shared by the size query and the build; `n` gets
-// the primitive count.
+// Options and the one build input the library passes, shared by the size
+// query and the build; `n` gets the primitive count.
 OptixResult checkInputs(const OptixAccelBuildOptions* options, const OptixBuildInput* inputs,
                         unsigned numInputs, size_t& n)
 {
-    n = 0;
-    if (!options || !inputs || numInputs == 0 ||
-        options->operation != OPTIX_BUILD_OPERATION_BUILD || options->motionOptions.numKeys > 1)
-        return OPTIX_ERROR_INVALID_VALUE;
-    for (unsigned i = 0; i < numInputs; ++i) {
-        if (!supported(inputs[i].type) || inputs[i].type != inputs[0].type)
-            return OPTIX_ERROR_INVALID_VALUE;
-        n += primitives(inputs[i]);
-    }
-    if (inputs[0].type == OPTIX_BUILD_INPUT_TYPE_INSTANCES && numInputs != 1)
-        return OPTIX_ERROR_INVALID_VALUE;
-    return OPTIX_SUCCESS;
+    n = inputs && numInputs == 1 ? primitives(inputs[0]) : 0;
+    const bool supported = inputs && (inputs->type == OPTIX_BUILD_INPUT_TYPE_TRIANGLES ||
+                                      inputs->type == OPTIX_BUILD_INPUT_TYPE_CURVES ||
+                                      inputs->type == OPTIX_BUILD_INPUT_TYPE_CUSTOM_PRIMITIVES);
+    return options && supported && numInputs == 1 &&
+                   options->operation == OPTIX_BUILD_OPERATION_BUILD &&
+                   options->motionOptions.numKeys <= 1
+               ? OPTIX_SUCCESS
+               : OPTIX_ERROR_INVALID_VALUE;
 }
 
 OptixAccelBufferSizes sizesFor(size_t n, unsigned buildFlags)
@@ -120,13 +108,6 @@ unsigned long long serialOf(OptixTraversableHandle handle)
     return header[1];
 }
 
-// A structure of `device`, or 0 where a null handle is allowed; else false.
-bool handleOn(OptixTraversableHandle handle, int device)
-{
-    unsigned long long serial = serialOf(handle);
-    return !handle || (serial && state().structures[serial - 1].device == device);
-}
-
 OptixTraversableHandle makeStructure(const sim::Structure& s)
 {
     state().structures.push_back(s);
@@ -135,46 +116,24 @@ OptixTraversableHandle makeStructure(const sim::Structure& s)
     return s.address;
 }
 
-size_t naturalVertexStride(OptixVertexFormat format)
-{
-    switch (format) {
-    case OPTIX_VERTEX_FORMAT_FLOAT3:
-        return 12;
-    case OPTIX_VERTEX_FORMAT_FLOAT2:
-        return 8;
-    case OPTIX_VERTEX_FORMAT_HALF3:
-    case OPTIX_VERTEX_FORMAT_SNORM16_3:
-        return 6;
-    case OPTIX_VERTEX_FORMAT_HALF2:
-    case OPTIX_VERTEX_FORMAT_SNORM16_2:
-        return 4;
-    default:
-        return 0;
-    }
-}
-
 size_t orNatural(unsigned stride, size_t natural) { return stride ? stride : natural; }
 
 // The device buffers an input names. Inputs without primitives may leave them null.
-bool checkBuffers(const OptixBuildInput& in, int device,
-                  std::vector<OptixTraversableHandle>& instanceHandles)
+bool checkBuffers(const OptixBuildInput& in, int device)
 {
     size_t n = primitives(in);
     if (n == 0)
         return true;
     switch (in.type) {
     case OPTIX_BUILD_INPUT_TYPE_TRIANGLES: {
+        // Float triples with 32-bit index triplets, the one format the library uses.
         const OptixBuildInputTriangleArray& t = in.triangleArray;
-        size_t vertex = naturalVertexStride(t.vertexFormat);
-        size_t index = t.indexFormat == OPTIX_INDICES_FORMAT_UNSIGNED_INT3     ? 12
-                       : t.indexFormat == OPTIX_INDICES_FORMAT_UNSIGNED_SHORT3 ? 6
-                                                                               : 0;
-        return vertex && t.vertexBuffers &&
-               reachable(t.vertexBuffers[0],
-                         t.numVertices * orNatural(t.vertexStrideInBytes, vertex), device, true) &&
+        return t.vertexFormat == OPTIX_VERTEX_FORMAT_FLOAT3 && t.vertexBuffers &&
+               reachable(t.vertexBuffers[0], t.numVertices * orNatural(t.vertexStrideInBytes, 12),
+                         device, true) &&
                (t.indexFormat == OPTIX_INDICES_FORMAT_NONE ||
-                (index && reachable(t.indexBuffer, n * orNatural(t.indexStrideInBytes, index),
-                                    device, true))) &&
+                (t.indexFormat == OPTIX_INDICES_FORMAT_UNSIGNED_INT3 &&
+                 reachable(t.indexBuffer, n * orNatural(t.indexStrideInBytes, 12), device, true))) &&
                t.flags && t.numSbtRecords >= 1;
     }
     case OPTIX_BUILD_INPUT_TYPE_CURVES: {
@@ -196,25 +155,6 @@ bool checkBuffers(const OptixBuildInput& in, int device,
                reachable(p.aabbBuffers[0], n * orNatural(p.strideInBytes, sizeof(OptixAabb)),
                          device, true) &&
                p.flags && p.numSbtRecords >= 1;
-    }
-    case OPTIX_BUILD_INPUT_TYPE_INSTANCES: {
-        const OptixBuildInputInstanceArray& i = in.instanceArray;
-        size_t stride = orNatural(i.instanceStride, sizeof(OptixInstance));
-        if (!aligned(i.instances, OPTIX_INSTANCE_BYTE_ALIGNMENT) ||
-            !reachable(i.instances, n * stride, device, true))
-            return false;
-        // Each instance refers to a structure of this device (or to none).
-        for (size_t k = 0; k < n; ++k) {
-            OptixTraversableHandle h;
-            std::memcpy(&h,
-                        reinterpret_cast<char*>(i.instances) + k * stride +
-                            offsetof(OptixInstance, traversableHandle),
-                        sizeof(h));
-            if (!handleOn(h, device))
-                return false;
-            instanceHandles.push_back(h);
-        }
-        return true;
     }
     default:
         return false;
@@ -270,6 +210,7 @@ OptixResult computeMemoryUsage(OptixDeviceContext context,
                                OptixAccelBufferSizes* bufferSizes)
 {
     std::lock_guard<std::mutex> guard(lock());
+    SIM_OPTIX_INJECT("optixAccelComputeMemoryUsage");
     size_t n = 0;
     OptixResult e = sim::contextDevice(context) < 0 || !bufferSizes
                         ? OPTIX_ERROR_INVALID_VALUE
@@ -312,17 +253,15 @@ OptixResult build(OptixDeviceContext context, CUstream stream,
             overlap(p, 8, temp, tempSize))
             return OPTIX_ERROR_INVALID_VALUE;
     }
-    for (unsigned i = 0; i < numInputs; ++i)
-        if (!checkBuffers(inputs[i], device, r.instanceHandles))
-            return OPTIX_ERROR_INVALID_VALUE;
+    if (!checkBuffers(inputs[0], device))
+        return OPTIX_ERROR_INVALID_VALUE;
 
     sim::Structure s{device,
                      output,
                      sizes.outputSizeInBytes,
                      state().compactionSaves ? compactedBytes(n) : sizes.outputSizeInBytes,
                      options->buildFlags,
-                     unsigned(inputs[0].type),
-                     unsigned(r.instanceHandles.size())};
+                     unsigned(inputs[0].type)};
     *outputHandle = makeStructure(s);
     for (unsigned i = 0; i < numEmitted; ++i) {
         unsigned long long compacted = s.compactedSize;
@@ -350,13 +289,14 @@ OptixResult accelBuild(OptixDeviceContext context, CUstream stream,
                        unsigned int numEmittedProperties)
 {
     std::lock_guard<std::mutex> guard(lock());
+    SIM_OPTIX_INJECT("optixAccelBuild");
     size_t n = 0;
     sim::BuildRecord r{};
     OptixResult e = build(context, stream, accelOptions, buildInputs, numBuildInputs, tempBuffer,
                           tempBufferSizeInBytes, outputBuffer, outputBufferSizeInBytes,
                           outputHandle, emittedProperties, numEmittedProperties, n, r);
     if (e == OPTIX_SUCCESS)
-        state().buildHistory.push_back(r);
+        state().records.builds.push_back(r);
     sim::trace("optix",
                "optixAccelBuild device=%d type=0x%x primitives=%zu flags=%u temp=%s emitted=%u "
                "-> %d",
@@ -372,6 +312,7 @@ OptixResult accelCompact(OptixDeviceContext context, CUstream stream,
                          size_t outputBufferSizeInBytes, OptixTraversableHandle* outputHandle)
 {
     std::lock_guard<std::mutex> guard(lock());
+    SIM_OPTIX_INJECT("optixAccelCompact");
     int device = sim::contextDevice(context);
     unsigned long long serial = serialOf(inputHandle);
     OptixResult e = OPTIX_ERROR_INVALID_VALUE;
@@ -385,7 +326,7 @@ OptixResult accelCompact(OptixDeviceContext context, CUstream stream,
             s.address = outputBuffer;
             s.size = s.compactedSize;
             *outputHandle = makeStructure(s);
-            state().compactionHistory.push_back(
+            state().records.compactions.push_back(
                 {device, inputHandle, *outputHandle, outputBufferSizeInBytes, stream});
             e = OPTIX_SUCCESS;
         }
@@ -410,6 +351,7 @@ OptixResult accelGetRelocationInfo(OptixDeviceContext context, OptixTraversableH
                                    OptixRelocationInfo* info)
 {
     std::lock_guard<std::mutex> guard(lock());
+    SIM_OPTIX_INJECT("optixAccelGetRelocationInfo");
     int device = sim::contextDevice(context);
     unsigned long long serial = serialOf(handle);
     OptixResult e = OPTIX_ERROR_INVALID_VALUE;
@@ -426,6 +368,7 @@ OptixResult checkRelocationCompatibility(OptixDeviceContext context,
                                          const OptixRelocationInfo* info, int* isCompatible)
 {
     std::lock_guard<std::mutex> guard(lock());
+    SIM_OPTIX_INJECT("optixCheckRelocationCompatibility");
     int device = sim::contextDevice(context);
     OptixResult e = OPTIX_ERROR_INVALID_VALUE;
     if (device >= 0 && info && isCompatible) {
@@ -456,27 +399,9 @@ OptixResult relocate(OptixDeviceContext context, CUstream stream, const OptixRel
     std::memcpy(header, reinterpret_cast<void*>(target), sizeof(header));
     if (header[0] != sim::kStructureMagic || header[1] != info->info[2])
         return OPTIX_ERROR_INVALID_VALUE;
-    if (numInputs && !inputs)
+    // Geometry structures relocate without inputs.
+    if (numInputs || inputs)
         return OPTIX_ERROR_INVALID_VALUE;
-    for (size_t i = 0; i < numInputs; ++i)
-        if (unsigned(inputs[i].type) != s.inputType)
-            return OPTIX_ERROR_INVALID_VALUE;
-    if (s.inputType == OPTIX_BUILD_INPUT_TYPE_INSTANCES) {
-        // The instances get this device's structures.
-        if (numInputs != 1 || inputs[0].instanceArray.numInstances != s.numInstances)
-            return OPTIX_ERROR_INVALID_VALUE;
-        CUdeviceptr handles = inputs[0].instanceArray.traversableHandles;
-        if (s.numInstances &&
-            !reachable(handles, s.numInstances * sizeof(OptixTraversableHandle), device, true))
-            return OPTIX_ERROR_INVALID_VALUE;
-        for (unsigned k = 0; k < s.numInstances; ++k) {
-            OptixTraversableHandle h;
-            std::memcpy(&h, reinterpret_cast<char*>(handles) + k * sizeof(h), sizeof(h));
-            if (!handleOn(h, device))
-                return OPTIX_ERROR_INVALID_VALUE;
-            r.instanceHandles.push_back(h);
-        }
-    }
     r.device = device;
     r.source = s.address;
     r.targetSize = targetSize;
@@ -492,11 +417,12 @@ OptixResult accelRelocate(OptixDeviceContext context, CUstream stream,
                           size_t targetAccelSizeInBytes, OptixTraversableHandle* targetHandle)
 {
     std::lock_guard<std::mutex> guard(lock());
+    SIM_OPTIX_INJECT("optixAccelRelocate");
     sim::RelocationRecord r{};
     OptixResult e = relocate(context, stream, info, relocateInputs, numRelocateInputs, targetAccel,
                              targetAccelSizeInBytes, targetHandle, r);
     if (e == OPTIX_SUCCESS)
-        state().relocationHistory.push_back(r);
+        state().records.relocations.push_back(r);
     sim::trace("optix", "optixAccelRelocate device=%d bytes=%zu inputs=%zu -> %d",
                sim::contextDevice(context), targetAccelSizeInBytes, numRelocateInputs, int(e));
     return e;
@@ -520,33 +446,6 @@ void setCompactionSaves(bool saves)
 {
     std::lock_guard<std::mutex> guard(lock());
     state().compactionSaves = saves;
-}
-
-std::vector<BuildRecord> buildHistory()
-{
-    std::lock_guard<std::mutex> guard(lock());
-    return state().buildHistory;
-}
-
-std::vector<CompactionRecord> compactionHistory()
-{
-    std::lock_guard<std::mutex> guard(lock());
-    return state().compactionHistory;
-}
-
-std::vector<RelocationRecord> relocationHistory()
-{
-    std::lock_guard<std::mutex> guard(lock());
-    return state().relocationHistory;
-}
-
-void clearHistories()
-{
-    std::lock_guard<std::mutex> guard(lock());
-    state().moduleHistory.clear();
-    state().buildHistory.clear();
-    state().compactionHistory.clear();
-    state().relocationHistory.clear();
 }
 
 } // namespace sim

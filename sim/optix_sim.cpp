@@ -59,6 +59,7 @@ OptixResult contextCreate(CUcontext fromContext, const OptixDeviceContextOptions
     Context* c = nullptr;
     {
         std::lock_guard<std::mutex> guard(lock());
+        SIM_OPTIX_INJECT("optixDeviceContextCreate");
         if (!context)
             return OPTIX_ERROR_INVALID_VALUE;
         // Only the current CUDA context (a null handle) is supported.
@@ -70,10 +71,10 @@ OptixResult contextCreate(CUcontext fromContext, const OptixDeviceContextOptions
         c = new Context{device, options ? options->logCallbackFunction : nullptr,
                         options ? options->logCallbackData : nullptr,
                         options ? unsigned(options->logCallbackLevel) : 0u,
-                        state().contextHistory.size()};
+                        state().records.contexts.size()};
         *context = reinterpret_cast<OptixDeviceContext>(c);
         state().optixContexts.insert(c);
-        state().contextHistory.push_back({device, c->level, c->callback != nullptr, 0});
+        state().records.contexts.push_back({device, c->level, c->callback != nullptr, 0});
         sim::trace("optix", "optixDeviceContextCreate device=%d level=%u -> 0", device, c->level);
     }
     log(*c, 4, "SIMCONTEXT", "Created device context on device " + std::to_string(c->device));
@@ -83,6 +84,7 @@ OptixResult contextCreate(CUcontext fromContext, const OptixDeviceContextOptions
 OptixResult contextDestroy(OptixDeviceContext context)
 {
     std::lock_guard<std::mutex> guard(lock());
+    SIM_OPTIX_INJECT("optixDeviceContextDestroy");
     // Contexts are destroyed with their own device current.
     if (!liveContext(context) ||
         reinterpret_cast<Context*>(context)->device != sim::currentDevice())
@@ -93,25 +95,13 @@ OptixResult contextDestroy(OptixDeviceContext context)
     return OPTIX_SUCCESS;
 }
 
-OptixResult contextSetLogCallback(OptixDeviceContext context, OptixLogCallback callback,
-                                  void* data, unsigned level)
-{
-    std::lock_guard<std::mutex> guard(lock());
-    if (!liveContext(context) || level > 4)
-        return OPTIX_ERROR_INVALID_VALUE;
-    auto* c = reinterpret_cast<Context*>(context);
-    c->callback = callback;
-    c->callbackData = data;
-    c->level = level;
-    return OPTIX_SUCCESS;
-}
-
 OptixResult contextSetCacheEnabled(OptixDeviceContext context, int enabled)
 {
     std::lock_guard<std::mutex> guard(lock());
+    SIM_OPTIX_INJECT("optixDeviceContextSetCacheEnabled");
     if (!liveContext(context))
         return OPTIX_ERROR_INVALID_DEVICE_CONTEXT;
-    state().contextHistory[reinterpret_cast<Context*>(context)->record].cacheEnabled = enabled;
+    state().records.contexts[reinterpret_cast<Context*>(context)->record].cacheEnabled = enabled;
     sim::trace("optix", "optixDeviceContextSetCacheEnabled enabled=%d -> 0", enabled);
     return OPTIX_SUCCESS;
 }
@@ -133,22 +123,6 @@ sim::ModuleRecord record(const Context& c, const OptixModuleCompileOptions* modu
     return r;
 }
 
-// Writes `text` as OptiX does: truncated to the buffer, always terminated,
-// with the size it needed (terminator included) reported back.
-void writeLog(const std::string& text, char* log, size_t* logSize)
-{
-    if (!log || !logSize)
-        return;
-    if (*logSize) {
-        size_t n = std::min(text.size(), *logSize - 1);
-        std::memcpy(log, text.data(), n);
-        log[n] = '\0';
-    }
-    *logSize = text.size() + 1;
-}
-
-// Program text that asks the simulated compiler to fail: "SIM_COMPILE_ERROR"
-// anywhere in it, with an optional "SIM_LOG_BYTES=<n>" giving the log length.
 OptixResult moduleCreateFromPTX(OptixDeviceContext context,
                                 const OptixModuleCompileOptions* moduleCompileOptions,
                                 const OptixPipelineCompileOptions* pipelineCompileOptions,
@@ -160,24 +134,12 @@ OptixResult moduleCreateFromPTX(OptixDeviceContext context,
         !PTXsize || !module)
         return OPTIX_ERROR_INVALID_VALUE;
     const auto& c = *reinterpret_cast<Context*>(context);
-    std::string text(PTX, PTXsize);
-    if (text.find("SIM_COMPILE_ERROR") != std::string::npos) {
-        size_t bytes = 40;
-        size_t at = text.find("SIM_LOG_BYTES=");
-        if (at != std::string::npos)
-            bytes = std::strtoull(text.c_str() + at + 14, nullptr, 10);
-        std::string log = "simulated compile error";
-        log.resize(std::max(bytes, log.size()), '.');
-        log.resize(bytes);
-        writeLog(log, logString, logStringSize);
-        sim::trace("optix", "optixModuleCreateFromPTX bytes=%zu -> %d", PTXsize,
-                   int(OPTIX_ERROR_INVALID_PTX));
-        return OPTIX_ERROR_INVALID_PTX;
-    }
-    writeLog("", logString, logStringSize);
+    if (const int injected = sim::injected("optixModuleCreateFromPTX", logString, logStringSize))
+        return OptixResult(injected);
+    sim::writeLog("", logString, logStringSize);
     sim::ModuleRecord r = record(c, moduleCompileOptions, pipelineCompileOptions);
-    r.text = text;
-    state().moduleHistory.push_back(r);
+    r.text.assign(PTX, PTXsize);
+    state().records.modules.push_back(r);
     *module = newModule(c);
     sim::trace("optix", "optixModuleCreateFromPTX bytes=%zu -> 0", PTXsize);
     return OPTIX_SUCCESS;
@@ -190,13 +152,14 @@ OptixResult builtinISModuleGet(OptixDeviceContext context,
                                OptixModule* builtinModule)
 {
     std::lock_guard<std::mutex> guard(lock());
+    SIM_OPTIX_INJECT("optixBuiltinISModuleGet");
     if (!liveContext(context) || !moduleCompileOptions || !pipelineCompileOptions ||
         !builtinISOptions || !builtinModule)
         return OPTIX_ERROR_INVALID_VALUE;
     const auto& c = *reinterpret_cast<Context*>(context);
     sim::ModuleRecord r = record(c, moduleCompileOptions, pipelineCompileOptions);
     r.builtinType = unsigned(builtinISOptions->builtinISModuleType);
-    state().moduleHistory.push_back(r);
+    state().records.modules.push_back(r);
     *builtinModule = newModule(c);
     sim::trace("optix", "optixBuiltinISModuleGet type=0x%x -> 0", r.builtinType);
     return OPTIX_SUCCESS;
@@ -205,6 +168,7 @@ OptixResult builtinISModuleGet(OptixDeviceContext context,
 OptixResult moduleDestroy(OptixModule module)
 {
     std::lock_guard<std::mutex> guard(lock());
+    SIM_OPTIX_INJECT("optixModuleDestroy");
     if (!module || !state().optixObjects.erase(module))
         return OPTIX_ERROR_INVALID_VALUE;
     delete reinterpret_cast<int*>(module);
@@ -239,7 +203,6 @@ OptixResult queryFunctionTable(int abiId, unsigned int /*numOptions*/,
     table.optixGetErrorString = errorString;
     table.optixDeviceContextCreate = contextCreate;
     table.optixDeviceContextDestroy = contextDestroy;
-    table.optixDeviceContextSetLogCallback = contextSetLogCallback;
     table.optixDeviceContextSetCacheEnabled = contextSetCacheEnabled;
     table.optixModuleCreateFromPTX = moduleCreateFromPTX;
     table.optixBuiltinISModuleGet = builtinISModuleGet;

@@ -26,6 +26,18 @@ struct Counts {
 
 Counts counts();
 
+// Failure injection: the call of `function` (a CUDA or OptiX function by its
+// API name) after `after` more successful calls fails with `result`; an OptiX
+// call that fills a log gets `log` as its text (an empty one writes nothing).
+// One pending failure per name.
+void failNext(const char* function, int result, unsigned after = 0, const std::string& log = "");
+void clearInjections();
+
+// Every simulated call since the start (or clearJournal()), one line each, in
+// the format of the trace file (sim/README.md).
+std::vector<std::string> journal();
+void clearJournal();
+
 // Bytes currently allocated on one device (blocks and arrays).
 size_t deviceBytesInUse(int device);
 
@@ -34,7 +46,6 @@ size_t deviceBytesInUse(int device);
 // further allocation. Pinned memory is unbounded until a limit is set
 // (SIZE_MAX lifts it again); the limit counts live pinned bytes.
 void setDeviceMemoryLimit(int device, size_t bytes);
-size_t memoryLimit(int device);
 void setPinnedMemoryLimit(size_t bytes);
 
 // Texture objects are numbered upwards from this value.
@@ -60,8 +71,6 @@ struct ContextRecord {
     bool hasCallback;
     int cacheEnabled;
 };
-// Every context created so far, in creation order (destroyed ones included).
-std::vector<ContextRecord> contextHistory();
 
 // A module that reached the simulated OptiX: from program text, or built in.
 struct ModuleRecord {
@@ -72,8 +81,6 @@ struct ModuleRecord {
     OptixPipelineCompileOptions pipelineOptions;
     std::string launchParamsName; // pipelineLaunchParamsVariableName as a string
 };
-// Every module created so far, in creation order.
-std::vector<ModuleRecord> moduleHistory();
 
 // Whether builds report a compacted size smaller than the structure (default);
 // with false the emitted compacted size equals outputSizeInBytes.
@@ -92,7 +99,6 @@ struct BuildRecord {
     CUdeviceptr widthBuffer;  // first width buffer (curves), else 0
     CUdeviceptr aabbBuffer;   // first box buffer (custom primitives), else 0
     std::vector<unsigned> flags; // triangles, custom: numSbtRecords words; curves: the flag
-    std::vector<OptixTraversableHandle> instanceHandles; // instances: each instance's handle
     size_t tempSize;   // tempBufferSizeInBytes
     bool tempPinned;   // the temp buffer was mapped pinned host memory
     size_t outputSize; // outputBufferSizeInBytes
@@ -111,14 +117,19 @@ struct RelocationRecord {
     OptixTraversableHandle source;
     OptixTraversableHandle target;
     size_t targetSize; // targetAccelSizeInBytes
-    std::vector<OptixTraversableHandle> instanceHandles; // instance structures: the new handles
 };
-// Successful calls, in call order.
-std::vector<BuildRecord> buildHistory();
-std::vector<CompactionRecord> compactionHistory();
-std::vector<RelocationRecord> relocationHistory();
-// Forgets the module, build, compaction and relocation records (not the
-// context records, and not the structures themselves).
-void clearHistories();
+// What reached the simulated OptiX library, in call order: every context
+// created (destroyed ones included), and the successful module creations,
+// builds, compactions and relocations.
+struct Records {
+    std::vector<ContextRecord> contexts;
+    std::vector<ModuleRecord> modules;
+    std::vector<BuildRecord> builds;
+    std::vector<CompactionRecord> compactions;
+    std::vector<RelocationRecord> relocations;
+};
+Records records();
+// Forgets all records but the contexts' (not the structures themselves).
+void clearRecords();
 
 } // namespace sim

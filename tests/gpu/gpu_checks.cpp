@@ -1,5 +1,5 @@
 // Checks on a real GPU: OptiX start-up through our own declarations, a device
-// context, a module from our own PTX, and an instance created through the
+// context, modules from our own PTX and built in, and an instance created through the
 // product library. Prints one line per check and "N passed, N failed".
 
 #include "core/CUDABuffer.h"
@@ -14,8 +14,6 @@
 #include <dlfcn.h>
 
 #include <cstdio>
-#include <fstream>
-#include <sstream>
 #include <string>
 
 T7_CHECK_LABEL("gpu_checks.cpp");
@@ -34,31 +32,6 @@ bool check(bool ok, const std::string& what)
 }
 
 namespace {
-
-std::string readFile(const std::string& path)
-{
-    std::ifstream in(path, std::ios::binary);
-    std::stringstream ss;
-    ss << in.rdbuf();
-    return ss.str();
-}
-
-// The compile options every module and pipeline of a device shares.
-void moduleOptions(OptixModuleCompileOptions& module, OptixPipelineCompileOptions& pipeline)
-{
-    module = {};
-    module.maxRegisterCount = 0;
-    module.optLevel = OPTIX_COMPILE_OPTIMIZATION_DEFAULT;
-    module.debugLevel = OptixCompileDebugLevel(0x2351);
-    pipeline = {};
-    pipeline.usesMotionBlur = 0;
-    pipeline.traversableGraphFlags = OPTIX_TRAVERSABLE_GRAPH_FLAG_ALLOW_SINGLE_LEVEL_INSTANCING;
-    pipeline.numPayloadValues = 4;
-    pipeline.numAttributeValues = 6;
-    pipeline.exceptionFlags = OPTIX_EXCEPTION_FLAG_NONE;
-    pipeline.pipelineLaunchParamsVariableName = "params";
-    pipeline.usesPrimitiveTypeFlags = 0;
-}
 
 void checkOptixDirectly(const std::string& ptxDir)
 {
@@ -92,25 +65,7 @@ void checkOptixDirectly(const std::string& ptxDir)
         return;
     }
 
-    std::string ptx = readFile(ptxDir + "/dummy7_chit.ptx");
-    if (check(!ptx.empty(), "dummy7_chit.ptx read from " + ptxDir)) {
-        try {
-            OptixModuleCompileOptions moduleCompile;
-            OptixPipelineCompileOptions pipelineCompile;
-            moduleOptions(moduleCompile, pipelineCompile);
-            char log[kOptixLogSize];
-            size_t sizeof_log = sizeof(log);
-            OptixModule module = nullptr;
-            OPTIX_CHECK_LOG(optixModuleCreateFromPTX(context, &moduleCompile, &pipelineCompile,
-                                                     ptx.data(), ptx.size(), log, &sizeof_log,
-                                                     &module));
-            check(module != nullptr, "module created from our PTX");
-            OPTIX_CHECK(optixModuleDestroy(module));
-        } catch (const std::exception& ex) {
-            check(false, std::string("module from our PTX: ") + ex.what());
-        }
-    }
-    // The library's own path: program file search and the module cache.
+    // Our own PTX through the program search and the module cache.
     try {
         ApiSetupLibraryDir((ptxDir + "/..").c_str());
         std::string text;

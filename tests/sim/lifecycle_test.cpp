@@ -1,19 +1,23 @@
-// Instance lifetime through the entry points, on one simulated device (860).
+// Instance lifetime through the entry points, on one simulated device (860),
+// the exported symbols, and the trace file.
 
-#include "sim_test_support.h"
+#include "support.h"
 
 #include <algorithm>
+#include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <fstream>
+#include <set>
 
 using namespace t7test;
 
 namespace {
 
-TEST(Lifecycle, HandlesStartAtOneAndAFailedCreationConsumesItsHandle)
+class Lifecycle : public BooksAtZero {};
+
+TEST_F(Lifecycle, HandlesStartAtOneAndAFailedCreationConsumesItsHandle)
 {
-    Created first = create({});
+    Created first = create();
     ASSERT_EQ(first.handle, 1u) << first.error;
     EXPECT_EQ(first.error, "");
 
@@ -22,9 +26,7 @@ TEST(Lifecycle, HandlesStartAtOneAndAFailedCreationConsumesItsHandle)
     EXPECT_EQ(failed.error, "OPTIX_ERROR_CUDA_NOT_INITIALIZED: Compatible device(s) not found / "
                             "not selected.");
     EXPECT_EQ(failed.out, ""); // creation reports through the buffer only
-
-    Created third = create({0});
-    EXPECT_EQ(third.handle, 3u);
+    EXPECT_EQ(create({0}).handle, 3u);
 
     char error[16] = "stale";
     EXPECT_TRUE(ApiDestroyPathTracer(1, error));
@@ -32,51 +34,35 @@ TEST(Lifecycle, HandlesStartAtOneAndAFailedCreationConsumesItsHandle)
     EXPECT_FALSE(ApiDestroyPathTracer(1, error));
     EXPECT_FALSE(ApiDestroyPathTracer(2, nullptr));
     EXPECT_TRUE(ApiDestroyPathTracer(3, nullptr));
-    expectNothingLeft();
 }
 
-TEST(Lifecycle, UnknownHandlesGetTheirUnknownResults)
-{
-    char error[16] = "stale";
-    EXPECT_FALSE(ApiDestroyPathTracer(999, error));
-    EXPECT_STREQ(error, "");
-    EXPECT_EQ(ApiCudaOrdinal(999, 0), 0);
-    EXPECT_EQ(ApiOutputCudaOrdinal(999), -1);
-    EXPECT_EQ(ApiOutputCudaOrdinal(0), -1);
-}
-
-TEST(Lifecycle, DeviceQueriesOnAnInstance)
+TEST_F(Lifecycle, AnInstanceHoldsOneContextStreamAndParameterBlockPerDevice)
 {
     EXPECT_EQ(ApiGetDeviceCount(), 1);
     EXPECT_EQ(ApiGpuArchitecture(0), 860);
     EXPECT_EQ(ApiGpuArchitecture(1), 0);
 
-    Created c = create({});
+    Created c = create();
     ASSERT_NE(c.handle, 0u) << c.error;
     EXPECT_EQ(c.out, "\tSelected devices: [0]\n\tPrimary device: 0\n");
     EXPECT_EQ(ApiCudaOrdinal(c.handle, 0), 0);
     EXPECT_EQ(ApiCudaOrdinal(c.handle, 1), -1); // past the last state
     EXPECT_EQ(ApiOutputCudaOrdinal(c.handle), 0);
-
-    // One context (cache on, our callback at the requested level), one
-    // stream and one launch-parameter block; the default material's texture
-    // arrays are empty and take no memory.
-    sim::Counts counts = sim::counts();
+    // The default material's texture arrays are empty and take no memory.
+    const sim::Counts counts = sim::counts();
     EXPECT_EQ(counts.optixContexts, 1u);
     EXPECT_EQ(counts.streams, 1u);
     EXPECT_EQ(counts.deviceAllocations, 1u);
     EXPECT_EQ(counts.deviceBytes, 296u);
-    sim::ContextRecord ctx = sim::contextHistory().back();
+    const sim::ContextRecord ctx = sim::records().contexts.back();
     EXPECT_EQ(ctx.device, 0);
     EXPECT_TRUE(ctx.hasCallback);
     EXPECT_EQ(ctx.cacheEnabled, 1);
     EXPECT_EQ(ctx.logLevel, 0u);
-
     EXPECT_TRUE(ApiDestroyPathTracer(c.handle, nullptr));
-    expectNothingLeft();
 }
 
-TEST(Lifecycle, OptixLogReachesStandardErrorAtTheRequestedLevel)
+TEST_F(Lifecycle, OptixLogReachesStandardErrorAtTheRequestedLevel)
 {
     testing::internal::CaptureStderr();
     Created quiet = create({}, 3);
@@ -85,65 +71,108 @@ TEST(Lifecycle, OptixLogReachesStandardErrorAtTheRequestedLevel)
     Created chatty = create({}, 4);
     EXPECT_EQ(testing::internal::GetCapturedStderr(),
               "[ 4][  SIMCONTEXT]: Created device context on device 0\n");
-    EXPECT_EQ(sim::contextHistory().back().logLevel, 4u);
     ApiDestroyPathTracer(quiet.handle, nullptr);
     ApiDestroyPathTracer(chatty.handle, nullptr);
-    expectNothingLeft();
 }
 
-TEST(Lifecycle, CreatingAndDestroyingManyInstancesLeavesNothing)
+TEST_F(Lifecycle, ManyInstancesComeAndGo)
 {
     unsigned previous = 0;
-    for (int i = 0; i < 200; ++i) {
+    for (int i = 0; i < 50; ++i) {
         Created c = create({0, 0});
         ASSERT_GT(c.handle, previous) << c.error;
         previous = c.handle;
         ASSERT_TRUE(ApiDestroyPathTracer(c.handle, nullptr));
     }
-    expectNothingLeft();
 }
 
-TEST(SmallMemory, AFailedDeviceStartReleasesWhatWasBuilt)
+// A device start that fails at any step releases what the earlier steps made.
+TEST_F(Lifecycle, AFailedDeviceStartReleasesWhatWasBuilt)
 {
-    testing::internal::CaptureStdout();
-    ASSERT_EQ(ApiGetDeviceCount(), 1);
-    testing::internal::GetCapturedStdout();
-    // 400 bytes per device: room for one launch-parameter block, not two.
-    Created c = create({0, 0});
-    EXPECT_EQ(c.handle, 0u);
-    EXPECT_EQ(c.error, "out of memory");
-    EXPECT_EQ(c.out, "\tSelected devices: [0\nCUDA memory allocation failed on device 0\n");
-    expectNothingLeft();
+    struct Case {
+        const char* function;
+        int result;
+        unsigned after;
+        const char* error;
+        const char* out;
+    };
+    const Case cases[] = {
+        {"cudaSetDevice", cudaErrorInvalidDevice, 0, "invalid device ordinal",
+         "\tSelected devices: [\nCUDA device 0 is not valid.\n"},
+        {"cudaStreamCreate", cudaErrorMemoryAllocation, 1, "out of memory",
+         "\tSelected devices: [0\nCUDA stream construction failed on device 0\n"},
+        {"cudaMalloc", cudaErrorMemoryAllocation, 1, "out of memory",
+         "\tSelected devices: [0\nCUDA memory allocation failed on device 0\n"},
+        {"optixDeviceContextCreate", OPTIX_ERROR_HOST_OUT_OF_MEMORY, 0,
+         "OPTIX_ERROR_HOST_OUT_OF_MEMORY: Optix call 'optixDeviceContextCreate(cuCtx, &options, "
+         "&context)' failed: PathTracer.cpp:",
+         "\tSelected devices: ["},
+    };
+    for (const Case& k : cases) {
+        sim::failNext(k.function, k.result, k.after);
+        Created c = create({0, 0});
+        EXPECT_EQ(c.handle, 0u) << k.function;
+        EXPECT_EQ(c.error.rfind(k.error, 0), 0u) << c.error;
+        EXPECT_EQ(c.out, k.out) << k.function;
+        expectBooksAtZero();
+    }
 }
 
-} // namespace
+std::set<std::string> lines(FILE* in)
+{
+    std::set<std::string> set;
+    char line[512];
+    while (in && std::fgets(line, sizeof line, in)) {
+        std::string s(line);
+        if (!s.empty() && s.back() == '\n')
+            s.pop_back();
+        if (!s.empty())
+            set.insert(s);
+    }
+    return set;
+}
 
-namespace {
+TEST(Exports, OnlyTheInterfaceIsExported)
+{
+    FILE* list = std::fopen(TREVIX7_ENTRY_POINTS, "r");
+    std::set<std::string> api = lines(list);
+    std::fclose(list);
+    ASSERT_EQ(api.size(), 79u);
+    api.insert({"createDirectory", "dirExists"});
+    FILE* nm = popen("nm -D --defined-only " TREVIX7_SIM_LIBRARY " | awk '$2 ~ /[TW]/ {print $3}'",
+                     "r");
+    const std::set<std::string> exported = lines(nm);
+    pclose(nm);
+    ASSERT_FALSE(exported.empty());
+    for (const std::string& name : exported)
+        EXPECT_TRUE(api.count(name)) << name << " is exported but is not part of the interface";
+}
 
-// TREVIX7_SIM_TRACE=<file>: every simulated call leaves one line.
+// TREVIX7_SIM_TRACE=<file>: every simulated call leaves one line, as in the journal.
 TEST(Trace, CallsAreAppendedOneLineEach)
 {
     const char* path = std::getenv("TREVIX7_SIM_TRACE");
     ASSERT_NE(path, nullptr);
+    sim::clearJournal();
     Created c = create({0});
     ASSERT_NE(c.handle, 0u) << c.error;
     ApiDestroyPathTracer(c.handle, nullptr);
 
     std::ifstream in(path);
-    std::vector<std::string> lines;
+    std::vector<std::string> traced;
     for (std::string line; std::getline(in, line);)
-        lines.push_back(line);
-    auto has = [&](const std::string& l) {
-        return std::find(lines.begin(), lines.end(), l) != lines.end();
-    };
-    EXPECT_TRUE(has("cuda cudaGetDeviceCount count=1 -> 0"));
-    EXPECT_TRUE(has("optix optixQueryFunctionTable abi=68 size=376"));
-    EXPECT_TRUE(has("cuda cudaSetDevice device=0 -> 0"));
-    EXPECT_TRUE(has("optix optixDeviceContextCreate device=0 level=0 -> 0"));
-    EXPECT_TRUE(has("optix optixDeviceContextSetCacheEnabled enabled=1 -> 0"));
-    EXPECT_TRUE(has("cuda cudaMalloc device=0 bytes=296 -> 0"));
-    EXPECT_TRUE(has("cuda cudaStreamDestroy -> 0"));
-    EXPECT_TRUE(has("optix optixDeviceContextDestroy -> 0"));
+        traced.push_back(line);
+    const std::vector<std::string> journal = sim::journal();
+    ASSERT_GE(traced.size(), journal.size());
+    EXPECT_TRUE(std::equal(journal.begin(), journal.end(), traced.end() - journal.size()));
+    for (const char* expected : {"cuda cudaGetDeviceCount count=1 -> 0",
+                                 "optix optixQueryFunctionTable abi=68 size=376",
+                                 "optix optixDeviceContextCreate device=0 level=0 -> 0",
+                                 "optix optixDeviceContextSetCacheEnabled enabled=1 -> 0",
+                                 "cuda cudaMalloc device=0 bytes=296 -> 0",
+                                 "cuda cudaStreamDestroy -> 0",
+                                 "optix optixDeviceContextDestroy -> 0"})
+        EXPECT_NE(std::find(traced.begin(), traced.end(), expected), traced.end()) << expected;
 }
 
 } // namespace

@@ -3,6 +3,7 @@
 
 #include "core/CUDABuffer.h"
 #include "core/PathTracer.h"
+#include "support.h"
 
 #include <gtest/gtest.h>
 
@@ -14,15 +15,7 @@ T7_CHECK_LABEL("messages_test.cpp");
 
 namespace {
 
-template <typename F> std::string messageOf(F&& f)
-{
-    try {
-        f();
-    } catch (const sutil::Exception& e) {
-        return e.what();
-    }
-    return "<no exception>";
-}
+using t7test::failure;
 
 OptixResult failingCall(OptixResult r) { return r; }
 
@@ -38,7 +31,7 @@ TEST(Messages, CudaCheckQuotesTheCallAndTheSourceFile)
 {
     PathTracerState state;
     state.device_idx = 7; // no such simulated device
-    std::string msg = messageOf([&] { PathTracer::makeCurrent(state); });
+    std::string msg = failure([&] { PathTracer::makeCurrent(state); });
     state.device_idx = -1; // nothing to release
     EXPECT_TRUE(std::regex_match(msg, std::regex("CUDA call \\(cudaSetDevice\\(state\\.device_idx\\) \\) "
                                                  "failed with error: 'invalid device ordinal' "
@@ -46,7 +39,7 @@ TEST(Messages, CudaCheckQuotesTheCallAndTheSourceFile)
         << msg;
 
     int line = __LINE__ + 1;
-    msg = messageOf([] { CUDA_CHECK(cudaMalloc(nullptr, 16)); });
+    msg = failure([] { CUDA_CHECK(cudaMalloc(nullptr, 16)); });
     EXPECT_EQ(msg, "CUDA call (cudaMalloc(nullptr, 16) ) failed with error: 'invalid argument' "
                    "(messages_test.cpp:" + std::to_string(line) + ")\n");
 }
@@ -55,7 +48,7 @@ TEST(Messages, SyncCheckReportsThePendingError)
 {
     ASSERT_EQ(cudaSetDevice(42), cudaErrorInvalidDevice); // leaves a pending error
     int line = __LINE__ + 1;
-    std::string msg = messageOf([] { CUDA_SYNC_CHECK(); });
+    std::string msg = failure([] { CUDA_SYNC_CHECK(); });
     EXPECT_EQ(msg, "CUDA error on synchronize with error 'invalid device ordinal' "
                    "(messages_test.cpp:" + std::to_string(line) + ")\n");
     EXPECT_EQ(cudaGetLastError(), cudaSuccess);
@@ -65,7 +58,7 @@ TEST(Messages, OptixCheckBeforeLoadingUsesTheFixedNames)
 {
     ASSERT_EQ(g_optixFunctionTable.optixGetErrorName, nullptr);
     int line = __LINE__ + 1;
-    std::string msg = messageOf([] { OPTIX_CHECK(failingCall(OPTIX_ERROR_INVALID_VALUE)); });
+    std::string msg = failure([] { OPTIX_CHECK(failingCall(OPTIX_ERROR_INVALID_VALUE)); });
     EXPECT_EQ(msg, "OPTIX_ERROR_INVALID_VALUE: Optix call 'failingCall(OPTIX_ERROR_INVALID_VALUE)' "
                    "failed: messages_test.cpp:" + std::to_string(line) + ")\n");
 
@@ -96,7 +89,7 @@ TEST(Messages, OptixLogIsMarkedOnlyWhenItOverflows)
 {
     for (size_t needed : {size_t(21), kOptixLogSize, kOptixLogSize + 1}) {
         int line = 0;
-        std::string msg = messageOf([&] {
+        std::string msg = failure([&] {
             char log[kOptixLogSize];
             size_t sizeof_log = 0;
             line = __LINE__ + 1;
@@ -143,6 +136,47 @@ TEST(Messages, LogCallbackAlignsLevelAndTag)
     EXPECT_EQ(out.rfind("[ 2][", 0), 0u) << out;
     EXPECT_EQ(out.find("lost"), std::string::npos) << out;
     EXPECT_EQ(out.substr(out.size() - 25), "[ 3][         TAG]: back\n") << out;
+}
+
+// Each unit labels its messages with its own name, wherever its code lives.
+TEST(Messages, EachUnitLabelsItsMessages)
+{
+    PathTracerState state;
+    state.device_idx = 0;
+    const std::pair<const char*, std::function<void()>> cases[] = {
+        {"PathTracer.cpp", [&] { PathTracer::makeCurrent(state); }},
+        {"CUDABuffer.cpp", [] { CuBuffer(4, 0, nullptr).upload(nullptr); }},
+        {"Geometry.cpp", [] { GeometryTriangles(0, nullptr, 1, geoPrimitives0, 1).streamSync(); }},
+        {"Texture.cpp", [] { Texture(0, nullptr, 1, 1, 1, 8, cudaAddressModeWrap, "x"); }},
+        {"Material.cpp", [] { Material(0, nullptr, {}, {}, {}, {}, {}).reallocBuffers(); }},
+    };
+    for (const auto& c : cases) {
+        sim::failNext("cudaSetDevice", cudaErrorInvalidDevice);
+        const std::string msg = failure(c.second);
+        EXPECT_TRUE(std::regex_match(msg, std::regex("CUDA call \\(cudaSetDevice\\((state\\.device_idx|"
+                                                     "m_device_idx)\\) \\) failed with error: "
+                                                     "'invalid device ordinal' \\(" +
+                                                     std::string(c.first) + ":[0-9]+\\)\n")))
+            << msg;
+    }
+    state.device_idx = -1;
+    t7test::expectBooksAtZero();
+}
+
+// Destructors report a failure with their class name and go on.
+TEST(Messages, DestructorsReportAndContinue)
+{
+    auto* material = new Material(0, nullptr, {}, {}, {}, {}, {});
+    sim::failNext("cudaFree", cudaErrorInvalidValue);
+    const std::string out = t7test::printed([&] { delete material; });
+    EXPECT_EQ(out.rfind("Material destructor caught exception: CUDA call (cudaFree(reinterpret_cast"
+                        "<void*>(m_params.color_tex)) ) failed with error: 'invalid argument' "
+                        "(Material.cpp:",
+                        0),
+              0u)
+        << out;
+    EXPECT_EQ(out.substr(out.size() - 3), ")\n\n");
+    t7test::expectBooksAtZero();
 }
 
 } // namespace

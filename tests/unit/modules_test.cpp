@@ -5,8 +5,11 @@
 #include "core/PathTracerState.h"
 #include "programs/Modules.h"
 #include "sim_control.h"
+#include "support.h"
 
 #include <gtest/gtest.h>
+
+#include <regex>
 
 namespace {
 
@@ -22,7 +25,7 @@ protected:
         OptixDeviceContextOptions options = {};
         ASSERT_EQ(optixDeviceContextCreate(nullptr, &options, &m_context), OPTIX_SUCCESS);
         m_modules.setContext(m_context);
-        m_first = sim::moduleHistory().size();
+        m_first = sim::records().modules.size();
     }
     void TearDown() override
     {
@@ -30,7 +33,7 @@ protected:
         EXPECT_EQ(sim::counts().optixObjects, 0u);
         EXPECT_EQ(optixDeviceContextDestroy(m_context), OPTIX_SUCCESS);
     }
-    size_t created() const { return sim::moduleHistory().size() - m_first; }
+    size_t created() const { return sim::records().modules.size() - m_first; }
 
     OptixDeviceContext m_context = nullptr;
     Modules m_modules;
@@ -43,7 +46,7 @@ TEST_F(ModuleCache, OneModulePerFileWhateverItsExtension)
     EXPECT_EQ(m_modules.getModule("x.ptx", "other text"), x);
     EXPECT_EQ(m_modules.getModule("x.ir", ""), x);
     EXPECT_EQ(created(), 1u);
-    EXPECT_EQ(sim::moduleHistory().back().text, "text of x");
+    EXPECT_EQ(sim::records().modules.back().text, "text of x");
     EXPECT_NE(m_modules.getModule("y.cu", "text of y"), x);
     EXPECT_EQ(created(), 2u);
     EXPECT_EQ(m_modules.moduleCount(), 2u);
@@ -52,7 +55,7 @@ TEST_F(ModuleCache, OneModulePerFileWhateverItsExtension)
 TEST_F(ModuleCache, CompileOptionsReachOptix)
 {
     m_modules.getModule("opts.cu", "text");
-    const sim::ModuleRecord r = sim::moduleHistory().back();
+    const sim::ModuleRecord r = sim::records().modules.back();
     EXPECT_EQ(r.builtinType, 0u);
     EXPECT_EQ(r.moduleOptions.maxRegisterCount, 0);
     EXPECT_EQ(unsigned(r.moduleOptions.optLevel), 0u);
@@ -79,7 +82,7 @@ TEST_F(ModuleCache, CurveModulesAreCreatedOnceEach)
     EXPECT_EQ(m_modules.getBSplineCubeIsModule(), cube);
     EXPECT_EQ(m_modules.getSplineCRomIsModule(), crom);
     ASSERT_EQ(created(), 4u);
-    auto history = sim::moduleHistory();
+    auto history = sim::records().modules;
     const unsigned types[] = {0x2503, 0x2501, 0x2502, 0x2504};
     for (size_t i = 0; i < 4; ++i)
         EXPECT_EQ(history[m_first + i].builtinType, types[i]);
@@ -93,29 +96,29 @@ TEST_F(ModuleCache, CurveModulesAreCreatedOnceEach)
 
 TEST_F(ModuleCache, CreationFailureCarriesTheLog)
 {
-    for (size_t bytes : {size_t(100), kOptixLogSize - 1, kOptixLogSize}) {
-        std::string text = "SIM_COMPILE_ERROR SIM_LOG_BYTES=" + std::to_string(bytes);
-        try {
-            m_modules.getModule("bad" + std::to_string(bytes) + ".cu", text);
-            ADD_FAILURE() << "no exception";
-        } catch (const sutil::Exception& e) {
-            std::string msg = e.what();
-            EXPECT_EQ(msg.rfind("OPTIX_ERROR_INVALID_PTX: Optix call 'optixModuleCreateFromPTX( "
-                                "m_context, &m_module_compile_options, &m_pipeline_compile_options, "
-                                "ptx.data(), ptx.size(), log, &sizeof_log, &mnew )' failed: "
-                                "Modules.cpp:",
-                                0),
-                      0u)
-                << msg;
-            EXPECT_NE(msg.find(")\nLog:\nsimulated compile error"), std::string::npos);
-            // The reported size counts the terminator: a log of 8192 bytes needs 8193.
-            bool truncated = bytes + 1 > kOptixLogSize;
-            EXPECT_EQ(msg.find("<TRUNCATED>\n") != std::string::npos, truncated) << bytes;
-            EXPECT_EQ(msg.back(), '\n');
-        }
+    // The reported size counts the terminator: a log of 8192 bytes needs 8193.
+    for (size_t bytes : {size_t(0), size_t(100), kOptixLogSize - 1, kOptixLogSize}) {
+        const std::string log = std::string(bytes, 'e');
+        sim::failNext("optixModuleCreateFromPTX", OPTIX_ERROR_INVALID_PTX, 0, log);
+        const std::string msg = std::regex_replace(
+            t7test::failure([&] { m_modules.getModule("bad.cu", "text"); }),
+            std::regex("Modules.cpp:[0-9]+\\)"), "Modules.cpp:N)");
+        EXPECT_EQ(msg, "OPTIX_ERROR_INVALID_PTX: Optix call 'optixModuleCreateFromPTX( m_context, "
+                       "&m_module_compile_options, &m_pipeline_compile_options, ptx.data(), "
+                       "ptx.size(), log, &sizeof_log, &mnew )' failed: Modules.cpp:N)\nLog:\n" +
+                           log.substr(0, kOptixLogSize - 1) +
+                           (bytes + 1 > kOptixLogSize ? "<TRUNCATED>" : "") + "\n");
     }
     EXPECT_EQ(m_modules.moduleCount(), 0u);
     EXPECT_EQ(created(), 0u);
+}
+
+// A failure that writes no log shows an empty one, whatever the buffer held.
+TEST_F(ModuleCache, AFailureWithoutLogShowsNone)
+{
+    sim::failNext("optixModuleCreateFromPTX", OPTIX_ERROR_INVALID_VALUE);
+    const std::string msg = t7test::failure([&] { m_modules.getModule("quiet.cu", "text"); });
+    EXPECT_EQ(msg.substr(msg.size() - 8), ")\nLog:\n\n") << msg;
 }
 
 } // namespace

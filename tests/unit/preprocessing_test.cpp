@@ -1,7 +1,7 @@
 // Boxes of custom primitives: the per-element arithmetic shared with the CUDA
-// kernels, the launchers of the simulated device that loop over it, and the
-// launch shape. Inputs are chosen so that every corner or control point owns at
-// least one face of the box: a dropped, duplicated or swapped input moves a face.
+// kernels, the simulated device's launchers expanded from the same list, and
+// the launch shape. Every corner or control point owns at least one face of
+// its box, so a dropped, duplicated or swapped input moves a face.
 
 #include "core/optix7.h"
 #include "kernels/preprocessing_kernels.h"
@@ -14,186 +14,103 @@
 
 namespace {
 
-static_assert(sizeof(CudaAabb) == sizeof(OptixAabb), "");
-static_assert(offsetof(CudaAabb, minX) == offsetof(OptixAabb, minX), "");
-static_assert(offsetof(CudaAabb, minZ) == offsetof(OptixAabb, minZ), "");
-static_assert(offsetof(CudaAabb, maxX) == offsetof(OptixAabb, maxX), "");
-static_assert(offsetof(CudaAabb, maxZ) == offsetof(OptixAabb, maxZ), "");
+static_assert(sizeof(CudaAabb) == sizeof(OptixAabb) &&
+                  offsetof(CudaAabb, minZ) == offsetof(OptixAabb, minZ) &&
+                  offsetof(CudaAabb, maxX) == offsetof(OptixAabb, maxX),
+              "CudaAabb is laid out as OptixAabb");
 
 using Box = std::array<float, 6>; // min x, y, z, max x, y, z
 
-Box faces(const CudaAabb& b)
-{
-    return {b.minX, b.minY, b.minZ, b.maxX, b.maxY, b.maxZ};
-}
-
-float3 f3(float x, float y, float z)
-{
-    return make_float3(x, y, z);
-}
-
-void expectUnit(float3 v, float x, float y, float z)
-{
-    EXPECT_FLOAT_EQ(v.x, x);
-    EXPECT_FLOAT_EQ(v.y, y);
-    EXPECT_FLOAT_EQ(v.z, z);
-}
-
-bool finite(float3 v)
-{
-    return std::isfinite(v.x) && std::isfinite(v.y) && std::isfinite(v.z);
-}
+Box faces(const CudaAabb& b) { return {b.minX, b.minY, b.minZ, b.maxX, b.maxY, b.maxZ}; }
+float3 f3(float x, float y, float z) { return make_float3(x, y, z); }
 
 // A box the launchers must not touch.
 const CudaAabb kUntouched{-7, -7, -7, 7, 7, 7};
 
-TEST(PreprocessingLaunchShape, BlockIsSmallestPowerOfTwoNotBelowCountUpTo256)
+TEST(PreprocessingLaunchShape, BlocksAndGrid)
 {
-    const std::vector<std::pair<unsigned, unsigned>> cases = {
-        {0, 1}, {1, 1}, {2, 2}, {3, 4}, {5, 8}, {255, 256}, {256, 256}, {257, 256}, {1000, 256},
-        {0xffffffffu, 256}};
-    for (auto [n, block] : cases)
+    const std::pair<unsigned, unsigned> blocks[] = {{0, 1},     {1, 1},     {2, 2},
+                                                    {3, 4},     {5, 8},     {255, 256},
+                                                    {256, 256}, {257, 256}, {0xffffffffu, 256}};
+    for (auto [n, block] : blocks)
         EXPECT_EQ(get_block_size(n), block) << "n = " << n;
-}
-
-TEST(PreprocessingLaunchShape, GridCoversEveryPrimitiveOnce)
-{
     EXPECT_EQ(get_grid_size(0, 1), 0u);
     EXPECT_EQ(get_grid_size(3, 4), 1u);
-    EXPECT_EQ(get_grid_size(256, 256), 1u);
     EXPECT_EQ(get_grid_size(257, 256), 2u);
-    EXPECT_EQ(get_grid_size(1000, 256), 4u);
-    EXPECT_EQ(get_grid_size(0xffffffffu, 256), 0x1000000u);
+    EXPECT_EQ(get_grid_size(0xffffffffu, 256), 0x1000000u) << "no wrap near 2^32";
 }
 
-TEST(PreprocessingParticleSet, BoxIsCentrePlusMinusRadius)
+TEST(PreprocessingParticleSet, BoxIsCentrePlusMinusRadiusForTheFirstNOnly)
 {
-    EXPECT_EQ(faces(sphereBox(f3(1, -2, 3), 0.5f)), (Box{0.5f, -2.5f, 2.5f, 1.5f, -1.5f, 3.5f}));
-
-    const std::vector<float3> centres = {f3(0, 0, 0), f3(10, 20, -30), f3(1, 1, 1)};
-    const std::vector<float> radii = {1, 2.5f, 4};
+    const std::vector<float3> centres = {f3(1, -2, 3), f3(10, 20, -30)};
+    const std::vector<float> radii = {0.5f, 2.5f};
     std::vector<CudaAabb> aabb(3, kUntouched);
     preprocessingParticleSet(2, nullptr, aabb.data(), centres.data(), radii.data());
-    EXPECT_EQ(faces(aabb[0]), (Box{-1, -1, -1, 1, 1, 1}));
+    EXPECT_EQ(faces(aabb[0]), (Box{0.5f, -2.5f, 2.5f, 1.5f, -1.5f, 3.5f}));
     EXPECT_EQ(faces(aabb[1]), (Box{7.5f, 17.5f, -32.5f, 12.5f, 22.5f, -27.5f}));
-    EXPECT_EQ(faces(aabb[2]), faces(kUntouched)) << "only the first n boxes are written";
+    EXPECT_EQ(faces(aabb[2]), faces(kUntouched));
+    preprocessingParticleSet(0, nullptr, aabb.data() + 2, centres.data(), radii.data());
+    EXPECT_EQ(faces(aabb[2]), faces(kUntouched)) << "n = 0 writes nothing";
 }
 
 TEST(PreprocessingParticleSetTex, AxesAreNormalisedAndOrthogonalisedInPlace)
 {
-    float3 a = f3(2, 0, 0);
-    float3 b = f3(1, 1, 0);
-    normaliseAxes(a, b);
-    expectUnit(a, 1, 0, 0);
-    expectUnit(b, 0, 1, 0);
-
-    // Second primitive: b has a component along a that must be removed before scaling.
-    std::vector<float3> centres = {f3(1, 2, 3), f3(-4, 0, 4)};
-    std::vector<float3> axisA = {f3(2, 0, 0), f3(0, 0, -3)};
-    std::vector<float3> axisB = {f3(1, 1, 0), f3(0, 5, 5)};
-    std::vector<float> radii = {0.5f, 2};
-    std::vector<CudaAabb> aabb(2, kUntouched);
-    preprocessingParticleSetTex(2, nullptr, aabb.data(), centres.data(), axisA.data(),
+    // Second primitive: b has a component along a that must be removed before
+    // scaling. Third: a zero axis, unguarded, gives non-finite axes.
+    std::vector<float3> centres = {f3(1, 2, 3), f3(-4, 0, 4), f3(0, 0, 0)};
+    std::vector<float3> axisA = {f3(2, 0, 0), f3(0, 0, -3), f3(0, 0, 0)};
+    std::vector<float3> axisB = {f3(1, 1, 0), f3(0, 5, 5), f3(0, 1, 0)};
+    std::vector<float> radii = {0.5f, 2, 1};
+    std::vector<CudaAabb> aabb(3, kUntouched);
+    preprocessingParticleSetTex(3, nullptr, aabb.data(), centres.data(), axisA.data(),
                                 axisB.data(), radii.data());
-    expectUnit(axisA[0], 1, 0, 0);
-    expectUnit(axisB[0], 0, 1, 0);
-    expectUnit(axisA[1], 0, 0, -1);
-    expectUnit(axisB[1], 0, 1, 0);
+    const std::vector<float3> unitA = {f3(1, 0, 0), f3(0, 0, -1)}, unitB = {f3(0, 1, 0), f3(0, 1, 0)};
+    for (size_t i = 0; i < 2; ++i) {
+        EXPECT_FLOAT_EQ(t7_dot(axisA[i], unitA[i]), 1.0f) << i;
+        EXPECT_FLOAT_EQ(t7_dot(axisB[i], unitB[i]), 1.0f) << i;
+    }
     EXPECT_EQ(faces(aabb[0]), (Box{0.5f, 1.5f, 2.5f, 1.5f, 2.5f, 3.5f}));
     EXPECT_EQ(faces(aabb[1]), (Box{-6, -2, 2, -2, 2, 6}));
-
-    // The centres and radii are inputs only.
-    EXPECT_EQ(centres[1].x, -4.0f);
-    EXPECT_EQ(radii[1], 2.0f);
+    EXPECT_FALSE(std::isfinite(axisA[2].x) || std::isfinite(axisB[2].y));
+    EXPECT_EQ(faces(aabb[2]), (Box{-1, -1, -1, 1, 1, 1})) << "centre and radius alone";
+    EXPECT_EQ(centres[1].x, -4.0f) << "centres are inputs only";
 }
 
-TEST(PreprocessingParticleSetTex, DegenerateAxesBecomeNonFiniteWithoutGuard)
-{
-    std::vector<float3> centres = {f3(0, 0, 0), f3(0, 0, 0)};
-    std::vector<float3> axisA = {f3(0, 0, 0), f3(1, 0, 0)};
-    std::vector<float3> axisB = {f3(0, 1, 0), f3(-3, 0, 0)}; // second: b parallel to a
-    std::vector<float> radii = {1, 1};
-    std::vector<CudaAabb> aabb(2, kUntouched);
-    preprocessingParticleSetTex(2, nullptr, aabb.data(), centres.data(), axisA.data(),
-                                axisB.data(), radii.data());
-    EXPECT_FALSE(finite(axisA[0]));
-    EXPECT_FALSE(finite(axisB[0]));
-    expectUnit(axisA[1], 1, 0, 0);
-    EXPECT_FALSE(finite(axisB[1]));
-    // The box is taken from centre and radius alone.
-    EXPECT_EQ(faces(aabb[0]), (Box{-1, -1, -1, 1, 1, 1}));
-}
-
-TEST(PreprocessingBezier, BoxOfControlPointsGrownByLargerRadiusClampedAtZero)
+TEST(PreprocessingBezier, HullOfControlPointsGrownByTheLargerRadiusClampedAtZero)
 {
     // Each control point owns a face: p0 min x, p1 max y, p2 min z, p3 min y, max x, max z.
-    const float3 p0 = f3(-1, 0, 0), p1 = f3(0, 4, 1), p2 = f3(1, 2, -3), p3 = f3(5, -2, 2);
-    const Box points = {-1, -2, -3, 5, 4, 2};
-
-    EXPECT_EQ(faces(bezierBox(p0, p1, p2, p3, make_float2(-1, -2))), points);
-    EXPECT_EQ(faces(bezierBox(p0, p1, p2, p3, make_float2(0.5f, 2))),
-              (Box{-3, -4, -5, 7, 6, 4}));
-    EXPECT_EQ(faces(bezierBox(p0, p1, p2, p3, make_float2(3, -1))), (Box{-4, -5, -6, 8, 7, 5}));
-
-    // Through the launcher, with the points in the slot order 0, 3, 5, 6 of the radii's slot 4.
+    const std::vector<float3> p0 = {f3(-1, 0, 0), f3(0, 0, 0)}, p1 = {f3(0, 4, 1), f3(0, 0, 0)},
+                              p2 = {f3(1, 2, -3), f3(0, 0, 0)}, p3 = {f3(5, -2, 2), f3(2, -1, 3)};
     const std::vector<float2> radii = {make_float2(-1, -2), make_float2(1, 0)};
-    const std::vector<float3> s0 = {p0, f3(0, 0, 0)}, s3 = {p1, f3(0, 0, 0)},
-                              s5 = {p2, f3(0, 0, 0)}, s6 = {p3, f3(2, -1, 3)};
-    std::vector<CudaAabb> aabb(3, kUntouched);
-    preprocessingBezier(2, nullptr, aabb.data(), radii.data(), s0.data(), s3.data(), s5.data(),
-                        s6.data());
-    EXPECT_EQ(faces(aabb[0]), points);
-    EXPECT_EQ(faces(aabb[1]), (Box{-1, -2, -1, 3, 1, 4}));
-    EXPECT_EQ(faces(aabb[2]), faces(kUntouched));
-}
-
-TEST(PreprocessingParallelograms, BoxOverTheFourCorners)
-{
-    // Corners p (1,1,1), p+a (-1,4,2), p+b (0,-3,3), p+a+b (-2,0,4): each owns a face.
-    const float3 p = f3(1, 1, 1), a = f3(-2, 3, 1), b = f3(-1, -4, 2);
-    const Box expected = {-2, -3, 1, 1, 4, 4};
-    EXPECT_EQ(faces(parallelogramBox(p, a, b)), expected);
-
-    const std::vector<float3> corner = {p, f3(0, 0, 0)}, edgeA = {a, f3(1, 0, 0)},
-                              edgeB = {b, f3(0, 0, -1)};
     std::vector<CudaAabb> aabb(2, kUntouched);
-    preprocessingParallelograms(2, nullptr, aabb.data(), corner.data(), edgeA.data(), edgeB.data());
-    EXPECT_EQ(faces(aabb[0]), expected);
-    EXPECT_EQ(faces(aabb[1]), (Box{0, 0, -1, 1, 0, 0})) << "a flat parallelogram keeps zero extent";
+    preprocessingBezier(2, nullptr, aabb.data(), radii.data(), p0.data(), p1.data(), p2.data(),
+                        p3.data());
+    EXPECT_EQ(faces(aabb[0]), (Box{-1, -2, -3, 5, 4, 2}));
+    EXPECT_EQ(faces(aabb[1]), (Box{-1, -2, -1, 3, 1, 4}));
+    EXPECT_EQ(faces(bezierBox(p0[0], p1[0], p2[0], p3[0], make_float2(0.5f, 2))),
+              (Box{-3, -4, -5, 7, 6, 4}));
 }
 
-TEST(PreprocessingParallelepipeds, BoxOverTheEightCorners)
+TEST(PreprocessingParallelograms, BoxOverTheFourAndEightCorners)
 {
-    // x: all edges positive, so p + a + b + c alone gives max x; z: all negative, so it alone
-    // gives min z; y: max from p + a + c, min from p + b.
-    const float3 p = f3(10, 20, 30), a = f3(1, 2, -1), b = f3(2, -1, -2), c = f3(3, 1, -3);
-    const Box expected = {10, 19, 24, 16, 23, 30};
-    EXPECT_EQ(faces(parallelepipedBox(p, a, b, c)), expected);
+    // Corners p, p+a, p+b, p+a+b each own a face; a flat one keeps zero extent.
+    const std::vector<float3> p = {f3(1, 1, 1), f3(0, 0, 0)}, a = {f3(-2, 3, 1), f3(1, 0, 0)},
+                              b = {f3(-1, -4, 2), f3(0, 0, -1)};
+    std::vector<CudaAabb> aabb(2, kUntouched);
+    preprocessingParallelograms(2, nullptr, aabb.data(), p.data(), a.data(), b.data());
+    EXPECT_EQ(faces(aabb[0]), (Box{-2, -3, 1, 1, 4, 4}));
+    EXPECT_EQ(faces(aabb[1]), (Box{0, 0, -1, 1, 0, 0}));
 
-    // Each edge alone along its own axis: a dropped edge collapses one extent.
-    const std::vector<float3> corner = {p, f3(0, 0, 0)}, edgeA = {a, f3(-1, 0, 0)},
-                              edgeB = {b, f3(0, 2, 0)}, edgeC = {c, f3(0, 0, 3)};
-    std::vector<CudaAabb> aabb(3, kUntouched);
-    preprocessingParallelepipeds(2, nullptr, aabb.data(), corner.data(), edgeA.data(),
-                                 edgeB.data(), edgeC.data());
-    EXPECT_EQ(faces(aabb[0]), expected);
-    EXPECT_EQ(faces(aabb[1]), (Box{-1, 0, 0, 0, 2, 3}));
-    EXPECT_EQ(faces(aabb[2]), faces(kUntouched));
-}
-
-TEST(PreprocessingLaunchers, NoPrimitivesWriteNothing)
-{
-    CudaAabb box = kUntouched;
-    float3 v = f3(0, 0, 0);
-    float r = 1;
-    float2 r2 = make_float2(1, 1);
-    preprocessingParticleSet(0, nullptr, &box, &v, &r);
-    preprocessingParticleSetTex(0, nullptr, &box, &v, &v, &v, &r);
-    preprocessingBezier(0, nullptr, &box, &r2, &v, &v, &v, &v);
-    preprocessingParallelograms(0, nullptr, &box, &v, &v, &v);
-    preprocessingParallelepipeds(0, nullptr, &box, &v, &v, &v, &v);
-    EXPECT_EQ(faces(box), faces(kUntouched));
-    EXPECT_EQ(v.x, 0.0f) << "no axis normalised";
+    // x: all edges positive, so p+a+b+c alone gives max x; z: all negative, so
+    // it alone gives min z; y: max from p+a+c, min from p+b.
+    const std::vector<float3> q = {f3(10, 20, 30)}, qa = {f3(1, 2, -1)}, qb = {f3(2, -1, -2)},
+                              qc = {f3(3, 1, -3)};
+    preprocessingParallelepipeds(1, nullptr, aabb.data(), q.data(), qa.data(), qb.data(), qc.data());
+    EXPECT_EQ(faces(aabb[0]), (Box{10, 19, 24, 16, 23, 30}));
+    const std::vector<float3> edge = {f3(0, 0, 3)}; // c alone: a dropped c collapses z
+    preprocessingParallelepipeds(1, nullptr, aabb.data(), p.data() + 1, p.data() + 1,
+                                 p.data() + 1, edge.data());
+    EXPECT_EQ(faces(aabb[0]), (Box{0, 0, 0, 0, 0, 3}));
 }
 
 } // namespace

@@ -1,0 +1,86 @@
+#pragma once
+// The calling convention of the entry points, in one family of helpers: look
+// the handle up (an unknown handle gives the Unknown value before any argument
+// is read), clear the error buffer, call, and for entry points that catch,
+// turn a standard exception into the Exc value with its text printed and
+// copied into the error buffer. Arguments are marshalled inside the call, so
+// a null argument ("<argument> must not be null.") is reported like any other
+// failure; entry points without a handler give their Unknown value for it.
+
+#include "Marshalling.h"
+
+#include <cstring>
+#include <exception>
+#include <iostream>
+
+class PathTracer;
+
+// The instance of a handle, or null when the handle is not registered.
+PathTracer* findPathTracer(unsigned int handle);
+
+inline void clearError(char* error)
+{
+    if (error)
+        error[0] = '\0';
+}
+
+inline void setError(char* error, const char* message)
+{
+    if (error)
+        std::strcpy(error, message);
+}
+
+// Entry points with a handler: Exc on a standard exception, after printing it.
+template <typename R, typename Call>
+R catching(unsigned handle, char* error, R unknown, R onException, Call&& call)
+{
+    clearError(error);
+    PathTracer* pt = findPathTracer(handle);
+    if (!pt)
+        return unknown;
+    try {
+        return call(*pt);
+    } catch (const std::exception& e) {
+        std::cout << e.what() << std::endl;
+        setError(error, e.what());
+        return onException;
+    }
+}
+
+// Entry points without a handler: every exception but a null argument
+// reaches the host.
+template <typename R, typename Call>
+R nonCatching(unsigned handle, char* error, R unknown, Call&& call)
+{
+    clearError(error);
+    PathTracer* pt = findPathTracer(handle);
+    if (!pt)
+        return unknown;
+    try {
+        return call(*pt);
+    } catch (const NullArgument& e) {
+        setError(error, e.what());
+        return unknown;
+    }
+}
+
+template <typename R, typename Call> R nonCatching(unsigned handle, R unknown, Call&& call)
+{
+    return nonCatching(handle, nullptr, unknown, std::forward<Call>(call));
+}
+
+// Output getters: like nonCatching, and the outputs read null and 0 whenever
+// the result is the Unknown value.
+template <typename Size, typename Call>
+bool outputGetter(unsigned handle, void** data, Size* size, char* error, Call&& call)
+{
+    if (data)
+        *data = nullptr;
+    if (size)
+        *size = 0;
+    return nonCatching(handle, error, false, [&](PathTracer& pt) {
+        required(data, "data");
+        required(size, "size");
+        return call(pt, *data, *size);
+    });
+}

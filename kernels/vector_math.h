@@ -1,0 +1,48 @@
+#pragma once
+// Arithmetic shared by the host, the library's kernels, the simulated device
+// and the project's own device programs: the host/device qualifier and the
+// small vector helpers. Everything here compiles with g++ and with nvcc.
+
+#include <vector_functions.h>
+#include <vector_types.h>
+
+#include <cmath>
+
+#ifndef T7_HOST_DEVICE
+#if defined(__CUDACC__)
+#define T7_HOST_DEVICE __host__ __device__
+#else
+#define T7_HOST_DEVICE
+#endif
+#endif
+
+T7_HOST_DEVICE inline float3 t7_add(float3 u, float3 v)
+{
+    return make_float3(u.x + v.x, u.y + v.y, u.z + v.z);
+}
+
+T7_HOST_DEVICE inline float3 t7_sub(float3 u, float3 v)
+{
+    return make_float3(u.x - v.x, u.y - v.y, u.z - v.z);
+}
+
+T7_HOST_DEVICE inline float3 t7_scale(float3 u, float s)
+{
+    return make_float3(u.x * s, u.y * s, u.z * s);
+}
+
+T7_HOST_DEVICE inline float t7_dot(float3 u, float3 v)
+{
+    return u.x * v.x + u.y * v.y + u.z * v.z;
+}
+
+// The device's fast reciprocal square root; the host takes the exact quotient.
+// Neither guards against 0: a zero vector normalises to NaN.
+T7_HOST_DEVICE inline float t7_rsqrt(float x)
+{
+#if defined(__CUDA_ARCH__)
+    return rsqrtf(x);
+#else
+    return 1.0f / std::sqrt(x);
+#endif
+}

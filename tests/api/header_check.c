@@ -1,0 +1,62 @@
+/* The public header compiles as C99 and as C++17 (this file is built as
+ * both), with the record layouts and entry-point signatures hosts rely on.
+ * Compile-only check. */
+#include "trevix7.h"
+
+#include <stddef.h>
+
+/* Records embed with the offsets of the CUDA vector types. */
+struct VectorLayout {
+    char c0;
+    trevix7_float2 f2;
+    char c1;
+    trevix7_float4 f4;
+    char c2;
+    trevix7_uint2 u2;
+    char c3;
+    trevix7_float3 f3;
+    trevix7_uint3 u3;
+};
+TREVIX7_STATIC_ASSERT(offsetof(struct VectorLayout, f2) == 8, "float2 offset");
+TREVIX7_STATIC_ASSERT(offsetof(struct VectorLayout, f4) == 32, "float4 offset");
+TREVIX7_STATIC_ASSERT(offsetof(struct VectorLayout, u2) == 56, "uint2 offset");
+TREVIX7_STATIC_ASSERT(offsetof(struct VectorLayout, f3) == 68, "float3 offset");
+TREVIX7_STATIC_ASSERT(offsetof(struct VectorLayout, u3) == 80, "uint3 offset");
+TREVIX7_STATIC_ASSERT(READBACK_BGRA32 == 6 && POSTPROC_DENOISER_UP2 == 9, "enumeration values");
+TREVIX7_STATIC_ASSERT(geoBSplineCatmullRom == 15 && geoDummy == 127 && nGeoBuffers == 7,
+                      "enumeration values");
+TREVIX7_STATIC_ASSERT(OPTIX_DENOISER_INPUT_RGB_ALBEDO_NORMAL == 7, "enumeration values");
+
+/* Function pointers of exactly these types pin representative signatures. */
+typedef unsigned int (*CreateFn)(unsigned int, unsigned int, int, const char**, int*, size_t,
+                                 const char**, unsigned int*, size_t, const char**,
+                                 trevix7_uint2*, size_t, const char**, float*, size_t,
+                                 const char**, trevix7_float2*, size_t, const char**,
+                                 trevix7_float3*, size_t, const unsigned int*, unsigned int, int,
+                                 char*);
+typedef int (*SetupGeometryFn)(unsigned int, geoPrimirivesType, const unsigned int*,
+                               const unsigned int*, unsigned int, unsigned int, char*);
+typedef bool (*FacesFn)(unsigned int, unsigned int, trevix7_float3*, unsigned int,
+                        trevix7_uint3*, unsigned int, char*);
+typedef bool (*SetCxyFn)(unsigned int, unsigned int, trevix7_float2, bool);
+typedef bool (*OutputFn)(unsigned int, void**, int*, char*);
+typedef void (*DenoiserFn)(unsigned int, OptixDenoiserInputKind, float, unsigned int);
+typedef bool (*LightsFn)(unsigned int, LightData*, unsigned int);
+
+int header_check_touch(void);
+
+int header_check_touch(void)
+{
+    CreateFn create = &ApiCreatePathTracer;
+    SetupGeometryFn triangles = &ApiSetupTrianglesGeometry;
+    FacesFn faces = &ApiUploadGeometryMeshFaces;
+    SetCxyFn cxy = &ApiSetCameraCxy;
+    OutputFn raw = &ApiGetRawOutputBuffer;
+    DenoiserFn denoiser = &ApiSetPostprocDenoiser;
+    LightsFn lights = &ApiSetupLights;
+    LightData light;
+    light.raw.u[19] = 1u;
+    return (create != NULL) + (triangles != NULL) + (faces != NULL) + (cxy != NULL) +
+           (raw != NULL) + (denoiser != NULL) + (lights != NULL) + (int)light.raw.bytes[76] +
+           (int)(sizeof(LightData) == 80);
+}

@@ -1,0 +1,303 @@
+// The exported boundary under bad input: every entry point with unknown
+// handles, null pointers and out-of-range enumerations, run under ASan+UBSan
+// in CI. Nothing may crash, nothing may leak, and each failure is reported as
+// its entry point reports failures. Also: stale error texts are cleared on
+// success, and set-up calls that fail half-way leave nothing behind.
+
+#include "support.h"
+
+#include <cstdio>
+#include <functional>
+#include <set>
+
+using namespace t7test;
+
+namespace {
+
+// Runs `call` with a stale error buffer; gives its result, the buffer and
+// what it printed.
+template <typename R> struct Outcome {
+    R result;
+    std::string error;
+    std::string out;
+};
+template <typename R> Outcome<R> run(const std::function<R(char*)>& call)
+{
+    char error[kErrorSize] = "stale";
+    testing::internal::CaptureStdout();
+    const R r = call(error);
+    return {r, error, testing::internal::GetCapturedStdout()};
+}
+
+// The entry points this file drives; the last test compares it with what the
+// library exports.
+std::set<std::string>& driven()
+{
+    static std::set<std::string> names;
+    return names;
+}
+#define DRIVE(name) (driven().insert(#name), name)
+
+class Boundary : public BooksAtZero {
+protected:
+    void SetUp() override
+    {
+        Created c = create();
+        ASSERT_NE(c.handle, 0u) << c.error;
+        h = c.handle;
+        material = plainMaterial(h);
+        ASSERT_NE(material, 0u);
+        geometry = mesh(h, material);
+        ASSERT_GT(geometry, 0);
+    }
+    void TearDown() override
+    {
+        EXPECT_TRUE(ApiDestroyPathTracer(h, nullptr));
+        BooksAtZero::TearDown();
+    }
+    unsigned h = 0;
+    unsigned material = 0;
+    int geometry = 0;
+};
+
+constexpr unsigned kUnknown = 0xdead;
+const unsigned kSlots[] = {0};
+const unsigned kSizes[] = {12};
+
+// A catching entry point refusing a null argument: the Exc value, the text
+// printed and in the buffer.
+template <typename R>
+void expectRefused(const std::function<R(char*)>& call, R exc, const std::string& argument)
+{
+    const Outcome<R> o = run(call);
+    const std::string text = argument + " must not be null.";
+    EXPECT_EQ(o.result, exc) << text;
+    EXPECT_EQ(o.error, text);
+    EXPECT_EQ(o.out, text + "\n");
+}
+
+TEST_F(Boundary, UnknownHandlesGiveTheirUnknownValuesBeforeReadingArguments)
+{
+    // Null arguments everywhere: an unknown handle must not get to them.
+    const std::pair<const char*, std::function<long(char*)>> cases[] = {
+        {"destroy", [](char* e) { return long(DRIVE(ApiDestroyPathTracer)(kUnknown, e)); }},
+        {"texture", [](char* e) { return long(DRIVE(ApiSetupTexture)(kUnknown, 4, 4, 4, 8, 0, nullptr, e)); }},
+        {"update texture", [](char* e) { return long(DRIVE(ApiUpdateTexture)(kUnknown, 1, 4, 4, nullptr, e)); }},
+        {"material", [](char* e) {
+             return long(DRIVE(ApiSetupMaterial)(kUnknown, nullptr, nullptr, nullptr, nullptr, 9, nullptr, nullptr, 9, nullptr, nullptr, 9, nullptr, nullptr, 9, nullptr, 9, nullptr, 9, nullptr, 9, nullptr, 9, 9, e));
+         }},
+        {"update material", [](char* e) {
+             return long(DRIVE(ApiUpdateMaterial)(kUnknown, 1, nullptr, nullptr, 9, nullptr, nullptr, 9, nullptr, nullptr, 9, nullptr, nullptr, 9, nullptr, 9, nullptr, 9, nullptr, 9, nullptr, 9, 9, e));
+         }},
+        {"triangles", [](char* e) { return long(DRIVE(ApiSetupTrianglesGeometry)(kUnknown, geoPrimitives0, nullptr, nullptr, 9, 1, e)); }},
+        {"curves", [](char* e) { return long(DRIVE(ApiSetupBSplinesGeometry)(kUnknown, geoBSplineCubic, nullptr, nullptr, 9, 1, e)); }},
+        {"primitives", [](char* e) { return long(DRIVE(ApiSetupPrimitivesGeometry)(kUnknown, geoDummy, nullptr, nullptr, nullptr, 9, 1, e)); }},
+        {"faces", [](char* e) { return long(DRIVE(ApiUploadGeometryMeshFaces)(kUnknown, 1, nullptr, 9, nullptr, 9, e)); }},
+        {"normals", [](char* e) { return long(DRIVE(ApiUploadGeometryMeshNormals)(kUnknown, 1, nullptr, 9, nullptr, 9, e)); }},
+        {"tex coords", [](char* e) { return long(DRIVE(ApiUploadGeometryMeshTexCoords)(kUnknown, 1, nullptr, 9, nullptr, 9, e)); }},
+        {"segments", [](char* e) { return long(DRIVE(ApiUploadGeometryBSplineIdx)(kUnknown, 1, nullptr, 9, e)); }},
+        {"buffers", [](char* e) { return long(DRIVE(ApiUploadGeometryBuffers)(kUnknown, 1, 9, nullptr, nullptr, 9, e)); }},
+        {"download", [](char* e) { return long(DRIVE(ApiDownloadGeometryBuffer)(kUnknown, 1, 0, 9, nullptr, e)); }},
+        {"delete", [](char* e) { return long(DRIVE(ApiDeleteGeometry)(kUnknown, 1, e)); }},
+    };
+    const long unknown[] = {0, 0, 0, 0, 0, -1, -1, -1, 0, 0, 0, 0, 0, 0, 0};
+    for (size_t i = 0; i < std::size(cases); ++i) {
+        const Outcome<long> o = run(cases[i].second);
+        EXPECT_EQ(o.result, unknown[i]) << cases[i].first;
+        EXPECT_EQ(o.error, "") << cases[i].first;
+        EXPECT_EQ(o.out, "") << cases[i].first;
+    }
+    EXPECT_EQ(DRIVE(ApiCudaOrdinal)(kUnknown, 0), 0);
+    EXPECT_EQ(DRIVE(ApiOutputCudaOrdinal)(kUnknown), -1);
+    EXPECT_FALSE(DRIVE(ApiSetBackgroundTexture)(kUnknown, 1));
+    EXPECT_FALSE(DRIVE(ApiFreeGeometryBuffer)(kUnknown, 1, 0));
+    EXPECT_FALSE(DRIVE(ApiSetupConstColor)(kUnknown, 1, {1, 1, 1}));
+    EXPECT_FALSE(DRIVE(ApiSetupGeometryMaterial)(kUnknown, 1, 1));
+    EXPECT_FALSE(DRIVE(ApiSetupDisplacementTexture)(kUnknown, 1, 1));
+}
+
+TEST_F(Boundary, NullArgumentsAreRefusedByName)
+{
+    const unsigned g = unsigned(geometry);
+    using B = std::function<bool(char*)>;
+    using U = std::function<unsigned(char*)>;
+    using I = std::function<int(char*)>;
+    expectRefused<unsigned>(U([&](char* e) { return ApiSetupTexture(h, 4, 4, 4, 8, 0, nullptr, e); }), 0u, "data");
+    expectRefused<bool>(B([&](char* e) { return ApiUpdateTexture(h, 1, 4, 4, nullptr, e); }), false, "data");
+    expectRefused<unsigned>(U([&](char* e) {
+        return ApiSetupMaterial(h, nullptr, kHit, nullptr, nullptr, 0, nullptr, nullptr, 0, nullptr, nullptr, 0, nullptr, nullptr, 0, nullptr, 0, nullptr, 0, nullptr, 0, nullptr, 0, 0, e);
+    }), 0u, "radianceProgram");
+    const char* names[] = {"flags", nullptr};
+    unsigned values[] = {1, 2};
+    expectRefused<unsigned>(U([&](char* e) {
+        return ApiSetupMaterial(h, kHit, kHit, names, values, 2, nullptr, nullptr, 0, nullptr, nullptr, 0, nullptr, nullptr, 0, nullptr, 0, nullptr, 0, nullptr, 0, nullptr, 0, 0, e);
+    }), 0u, "uintNames[1]");
+    expectRefused<bool>(B([&](char* e) {
+        return ApiUpdateMaterial(h, material, nullptr, nullptr, 0, nullptr, nullptr, 1, nullptr, nullptr, 0, nullptr, nullptr, 0, nullptr, 0, nullptr, 0, nullptr, 0, nullptr, 0, 0, e);
+    }), false, "floatNames");
+    expectRefused<bool>(B([&](char* e) {
+        return ApiUpdateMaterial(h, material, nullptr, nullptr, 0, nullptr, nullptr, 0, nullptr, nullptr, 0, nullptr, nullptr, 0, nullptr, 0, nullptr, 0, nullptr, 0, nullptr, 3, 0, e);
+    }), false, "normalTextures");
+    expectRefused<int>(I([&](char* e) { return ApiSetupTrianglesGeometry(h, geoPrimitives0, nullptr, kSizes, 1, material, e); }), 0, "slots");
+    expectRefused<int>(I([&](char* e) { return ApiSetupBSplinesGeometry(h, geoBSplineLinear, kSlots, nullptr, 1, material, e); }), 0, "elementSizes");
+    expectRefused<int>(I([&](char* e) { return ApiSetupPrimitivesGeometry(h, geoDummy, nullptr, nullptr, nullptr, 0, material, e); }), 0, "intersectionProgram");
+    expectRefused<bool>(B([&](char* e) { return ApiUploadGeometryMeshFaces(h, g, nullptr, 3, nullptr, 0, e); }), false, "vertices");
+    expectRefused<bool>(B([&](char* e) { return ApiUploadGeometryMeshNormals(h, g, nullptr, 0, nullptr, 1, e); }), false, "normalIndices");
+    expectRefused<bool>(B([&](char* e) { return ApiUploadGeometryMeshTexCoords(h, g, nullptr, 2, nullptr, 0, e); }), false, "texCoords");
+    expectRefused<bool>(B([&](char* e) { return ApiUploadGeometryBSplineIdx(h, g, nullptr, 2, e); }), false, "segmentIndices");
+    expectRefused<bool>(B([&](char* e) { return ApiUploadGeometryBuffers(h, g, 3, kSlots, nullptr, 1, e); }), false, "data");
+    void* noData[] = {nullptr};
+    expectRefused<bool>(B([&](char* e) { return ApiUploadGeometryBuffers(h, g, 3, kSlots, noData, 1, e); }), false, "data");
+    expectRefused<bool>(B([&](char* e) { return ApiDownloadGeometryBuffer(h, g, 0, 3, nullptr, e); }), false, "destination");
+
+    // Empty lists may be null; the calls then go through.
+    EXPECT_TRUE(ApiUploadGeometryMeshFaces(h, g, nullptr, 0, nullptr, 0, nullptr));
+    EXPECT_TRUE(ApiUploadGeometryBuffers(h, g, 0, nullptr, nullptr, 0, nullptr));
+
+    // Creation refuses before it takes a handle, without printing.
+    char error[kErrorSize] = "stale";
+    testing::internal::CaptureStdout();
+    EXPECT_EQ(DRIVE(ApiCreatePathTracer)(8, 8, READBACK_RGBA8, nullptr, nullptr, 1, nullptr, nullptr, 0, nullptr, nullptr, 0, nullptr, nullptr, 0, nullptr, nullptr, 0, nullptr, nullptr, 0, nullptr, 0, 0, error), 0u);
+    EXPECT_STREQ(error, "intNames must not be null.");
+    EXPECT_EQ(ApiCreatePathTracer(8, 8, READBACK_RGBA8, nullptr, nullptr, 0, nullptr, nullptr, 0, nullptr, nullptr, 0, nullptr, nullptr, 0, nullptr, nullptr, 0, nullptr, nullptr, 0, nullptr, 2, 0, error), 0u);
+    EXPECT_STREQ(error, "devices must not be null.");
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
+    EXPECT_EQ(create().handle, h + 1) << "refused creations take no handle";
+    EXPECT_TRUE(ApiDestroyPathTracer(h + 1, nullptr));
+
+    // Calls without an instance.
+    DRIVE(ApiSetupIncludeDir)(nullptr);
+    DRIVE(ApiSetupLibraryDir)(nullptr);
+    DRIVE(ApiSetupGpuArchitecture)(nullptr);
+    DRIVE(ApiGpuArchitectureCfg)(nullptr);
+    char arch[64] = "";
+    ApiGpuArchitectureCfg(arch);
+    EXPECT_STREQ(arch, "auto") << "null settings are ignored";
+    EXPECT_EQ(DRIVE(ApiCompileToPtx)(nullptr, error), 1);
+    EXPECT_STREQ(error, "file must not be null.");
+    EXPECT_EQ(failure([] { DRIVE(createDirectory)(nullptr); }), "path must not be null.");
+    EXPECT_FALSE(DRIVE(dirExists)(nullptr));
+    EXPECT_GE(DRIVE(ApiGetDeviceCount)(), 1);
+    EXPECT_EQ(DRIVE(ApiGpuArchitecture)(0xffffffffu), 0);
+}
+
+TEST_F(Boundary, EveryEnumerationValueIsAccepted)
+{
+    char error[kErrorSize];
+    // Geometry kinds outside the named values are stored as given.
+    for (unsigned type : {16u, 126u, 128u, 0x7fffffffu, 0xffffffffu}) {
+        const int g = ApiSetupPrimitivesGeometry(h, geoPrimirivesType(type), kIsec, kSlots, kSizes,
+                                                 1, material, error);
+        EXPECT_GT(g, 0) << error;
+        const int t = ApiSetupTrianglesGeometry(h, geoPrimirivesType(type), kSlots, kSizes, 1,
+                                                material, error);
+        EXPECT_GT(t, 0) << error;
+    }
+    // Readback modes are checked by the readback stage; creation takes any value.
+    for (int mode : {-1, 7, 0x7fffffff}) {
+        testing::internal::CaptureStdout();
+        const unsigned other = ApiCreatePathTracer(8, 8, mode, nullptr, nullptr, 0, nullptr, nullptr, 0, nullptr, nullptr, 0, nullptr, nullptr, 0, nullptr, nullptr, 0, nullptr, nullptr, 0, nullptr, 0, 0, error);
+        testing::internal::GetCapturedStdout();
+        EXPECT_NE(other, 0u) << error;
+        ApiDestroyPathTracer(other, nullptr);
+    }
+}
+
+// Each entry point with an error buffer empties a stale text when it succeeds.
+TEST_F(Boundary, SuccessClearsAStaleError)
+{
+    const unsigned g = unsigned(geometry);
+    trevix7_float3 v[3] = {{0, 0, 0}, {1, 0, 0}, {0, 1, 0}};
+    trevix7_uint3 f[1] = {{0, 1, 2}};
+    trevix7_float2 uv[3] = {};
+    unsigned segments[1] = {0};
+    std::vector<unsigned char> pixels(4 * 4 * 4, 9);
+    float out[9];
+    void* data[] = {v};
+    const unsigned extra = create().handle;
+    int curves = 0, particles = 0;
+    unsigned texture = 0;
+    const std::pair<const char*, std::function<bool(char*)>> cases[] = {
+        {"texture", [&](char* e) { return (texture = ApiSetupTexture(h, 4, 4, 4, 8, 0, pixels.data(), e)) != 0; }},
+        {"update texture", [&](char* e) { return ApiUpdateTexture(h, texture, 4, 4, pixels.data(), e); }},
+        {"material", [&](char* e) { return plainMaterial(h, e) != 0; }},
+        {"update material", [&](char* e) { return ApiUpdateMaterial(h, material, nullptr, nullptr, 0, nullptr, nullptr, 0, nullptr, nullptr, 0, nullptr, nullptr, 0, nullptr, 0, nullptr, 0, nullptr, 0, nullptr, 0, 0, e); }},
+        {"triangles", [&](char* e) { return mesh(h, material, e) > 0; }},
+        {"curves", [&](char* e) { return (curves = ApiSetupBSplinesGeometry(h, geoBSplineLinear, kSlots, kSizes, 1, material, e)) > 0; }},
+        {"primitives", [&](char* e) { return (particles = ApiSetupPrimitivesGeometry(h, geoParticleSet, kIsec, kSlots, kSizes, 1, material, e)) > 0; }},
+        {"faces", [&](char* e) { return ApiUploadGeometryMeshFaces(h, g, v, 3, f, 1, e); }},
+        {"normals", [&](char* e) { return ApiUploadGeometryMeshNormals(h, g, v, 3, f, 1, e); }},
+        {"tex coords", [&](char* e) { return ApiUploadGeometryMeshTexCoords(h, g, uv, 3, f, 1, e); }},
+        {"segments", [&](char* e) { return ApiUploadGeometryBSplineIdx(h, unsigned(curves), segments, 1, e); }},
+        {"buffers", [&](char* e) { return ApiUploadGeometryBuffers(h, unsigned(particles), 3, kSlots, data, 1, e); }},
+        {"download", [&](char* e) { return ApiDownloadGeometryBuffer(h, unsigned(particles), 0, 3, out, e); }},
+        {"delete", [&](char* e) { return ApiDeleteGeometry(h, unsigned(particles), e); }},
+        {"compile to ptx", [&](char* e) { return ApiCompileToPtx("dummy7_chit.cu", e) == 0; }},
+        {"destroy", [&](char* e) { return ApiDestroyPathTracer(extra, e); }},
+    };
+    for (const auto& c : cases) {
+        const Outcome<bool> o = run(c.second);
+        EXPECT_TRUE(o.result) << c.first;
+        EXPECT_EQ(o.error, "") << c.first;
+    }
+}
+
+// A set-up whose CUDA calls fail part of the way releases what it had made.
+TEST_F(Boundary, SetUpFailingHalfWayLeavesNothing)
+{
+    const sim::Counts before = sim::counts();
+    std::vector<unsigned char> pixels(4 * 4 * 4, 1);
+    char error[kErrorSize];
+    struct Case {
+        const char* function;
+        unsigned after; // calls that succeed first
+        std::function<bool()> setUp;
+        const char* expected;
+    };
+    const Case cases[] = {
+        {"cudaMemcpy2DToArrayAsync", 0,
+         [&] { return ApiSetupTexture(h, 4, 4, 4, 8, 0, pixels.data(), error) != 0; },
+         "CUDA call (cudaMemcpy2DToArrayAsync( cuda_array, 0, 0, data, m_pitch, m_pitch, m_height, cudaMemcpyHostToDevice, m_stream ) ) failed with error: 'invalid argument' (Texture.cpp:"},
+        {"cudaCreateTextureObject", 0,
+         [&] { return ApiSetupTexture(h, 4, 4, 4, 8, 0, pixels.data(), error) != 0; },
+         "CUDA call (cudaCreateTextureObject(&m_texture, &res_desc, &tex_desc, nullptr) ) failed"},
+        {"cudaMalloc", 2, [&] {
+             const unsigned t[] = {1};
+             return ApiSetupMaterial(h, kHit, kHit, nullptr, nullptr, 0, nullptr, nullptr, 0, nullptr, nullptr, 0, nullptr, nullptr, 0, nullptr, 0, nullptr, 0, nullptr, 0, t, 0, 4, error) != 0;
+         }, "CUDA call (cudaMalloc( reinterpret_cast<void**>(&m_params.metalness_tex), n_bytes ) ) failed with error: 'out of memory' (Material.cpp:"},
+        {"cudaMemcpyAsync", 3, [&] {
+             return plainMaterial(h, error) != 0;
+         }, "CUDA call (cudaMemcpyAsync( reinterpret_cast<void*>(m_params.normal_tex), normal_samplers.data(), n_bytes, cudaMemcpyHostToDevice, stream ) ) failed"},
+    };
+    const int results[] = {int(cudaErrorInvalidValue), int(cudaErrorInvalidValue),
+                           int(cudaErrorMemoryAllocation), int(cudaErrorInvalidValue)};
+    for (size_t i = 0; i < std::size(cases); ++i) {
+        sim::failNext(cases[i].function, results[i], cases[i].after);
+        testing::internal::CaptureStdout();
+        EXPECT_FALSE(cases[i].setUp()) << cases[i].function;
+        testing::internal::GetCapturedStdout();
+        EXPECT_EQ(std::string(error).rfind(cases[i].expected, 0), 0u) << error;
+        const sim::Counts now = sim::counts();
+        EXPECT_EQ(now.deviceBytes, before.deviceBytes) << cases[i].function;
+        EXPECT_EQ(now.arrays, before.arrays) << cases[i].function;
+        EXPECT_EQ(now.textureObjects, before.textureObjects) << cases[i].function;
+    }
+}
+
+// Last: every exported function was driven above.
+TEST(BoundaryCoverage, EveryExportedFunctionIsDriven)
+{
+    std::set<std::string> exported;
+    FILE* p = popen("nm -D --defined-only " TREVIX7_SIM_LIBRARY, "r");
+    ASSERT_NE(p, nullptr);
+    char type = 0, name[400];
+    char line[512];
+    while (std::fgets(line, sizeof line, p))
+        if (std::sscanf(line, "%*s %c %399s", &type, name) == 2 && type == 'T')
+            exported.insert(name);
+    pclose(p);
+    ASSERT_FALSE(exported.empty());
+    EXPECT_EQ(driven(), exported);
+}
+
+} // namespace

@@ -1,0 +1,209 @@
+// Textures, materials and geometry through the entry points on two simulated
+// devices (860, 860): ids, error texts, data round trips and release.
+
+#include "support.h"
+
+using namespace t7test;
+
+namespace {
+
+class Scene : public BooksAtZero {
+protected:
+    void SetUp() override
+    {
+        Created c = create();
+        ASSERT_NE(c.handle, 0u) << c.error;
+        h = c.handle;
+        material = plainMaterial(h);
+        ASSERT_NE(material, 0u);
+    }
+    void TearDown() override
+    {
+        EXPECT_TRUE(ApiDestroyPathTracer(h, nullptr));
+        BooksAtZero::TearDown();
+    }
+
+    unsigned texture(int channels = 4, int bits = 8)
+    {
+        std::vector<unsigned char> pixels(4 * 4 * 4 * 4, 0x40);
+        return ApiSetupTexture(h, 4, 4, channels, bits, cudaAddressModeClamp, pixels.data(), error);
+    }
+    unsigned material4(const char* radiance, const char* occlusion,
+                       std::vector<unsigned> color = {}, std::vector<unsigned> roughness = {},
+                       std::vector<unsigned> metalness = {}, std::vector<unsigned> normal = {})
+    {
+        const char* names[] = {"base_color"};
+        trevix7_float4 values[] = {{0.5f, 0.5f, 0.5f, 1.0f}};
+        return ApiSetupMaterial(h, radiance, occlusion, nullptr, nullptr, 0, nullptr, nullptr, 0,
+                                nullptr, nullptr, 0, names, values, 1, color.data(),
+                                unsigned(color.size()), roughness.data(),
+                                unsigned(roughness.size()), metalness.data(),
+                                unsigned(metalness.size()), normal.data(),
+                                unsigned(normal.size()), 2, error);
+    }
+    int particles(const std::vector<unsigned>& slots, const std::vector<unsigned>& sizes)
+    {
+        return ApiSetupPrimitivesGeometry(h, geoParticleSet, kIsec, slots.data(), sizes.data(),
+                                          unsigned(slots.size()), material, error);
+    }
+
+    unsigned h = 0;
+    unsigned material = 0;
+    char error[kErrorSize] = "";
+};
+
+TEST_F(Scene, IdsAreProcessWideAndFailuresConsumeThem)
+{
+    const unsigned t1 = texture();
+    const unsigned m1 = material4(kHit, kHit, {t1});
+    ASSERT_NE(m1, 0u) << error;
+    Created other = create(); // its default material takes the next material id
+    ASSERT_NE(other.handle, 0u);
+    EXPECT_EQ(plainMaterial(other.handle), m1 + 2);
+    printed([&] { EXPECT_EQ(material4(kHit, kHit, {9999}), 0u); });
+    EXPECT_EQ(material4(kHit, kHit), m1 + 4);
+    printed([&] { EXPECT_EQ(texture(3), 0u); });
+    EXPECT_EQ(texture(), t1 + 2);
+
+    const int first = particles({}, {});
+    ASSERT_GT(first, 0);
+    EXPECT_EQ(printed([&] { EXPECT_EQ(mesh(h, 4242, error), 0); }), "Material not found.\n");
+    EXPECT_STREQ(error, "Material not found.");
+    printed([&] {
+        EXPECT_EQ(ApiSetupPrimitivesGeometry(h, geoParticleSet, "dummy7_isec.cu", nullptr, nullptr,
+                                             0, material, error),
+                  0);
+    });
+    EXPECT_STREQ(error, "IS program name not valid.");
+    EXPECT_EQ(particles({}, {}), first + 3);
+    EXPECT_TRUE(ApiDestroyPathTracer(other.handle, nullptr));
+}
+
+TEST_F(Scene, SetUpFailuresReportTheirTexts)
+{
+    const unsigned t = texture();
+    const std::pair<std::function<unsigned()>, const char*> cases[] = {
+        {[&] { return material4(kHit, kHit, {t, 777}); }, "Base color texture not found."},
+        {[&] { return material4(kHit, kHit, {t}, {777}); }, "Roughness texture not found."},
+        {[&] { return material4(kHit, kHit, {}, {}, {777}); }, "Metalness texture not found."},
+        {[&] { return material4(kHit, kHit, {}, {}, {}, {t, 777}); }, "Normal texture not found."},
+        {[&] { return material4("dummy7_chit.cu", kHit); }, "Radiance program name not valid."},
+        {[&] { return material4("::__closesthit__x", kHit); }, "Radiance program name not valid."},
+        {[&] { return material4(kHit, "dummy7_chit.cu::"); }, "Occlusion program name not valid."},
+        {[&] { return material4("missing7.cu::__closesthit__x", kHit); },
+         "ERROR: PathTracer(361): Need .ir, .ptx or .cu source file (missing7.cu)."},
+        {[&] { return texture(3); }, "Unsupported channels in the texture source."},
+        {[&] { return texture(4, 12); }, "Unsupported bits/channel in the texture source."},
+    };
+    const sim::Counts before = sim::counts();
+    for (const auto& k : cases) {
+        EXPECT_EQ(printed([&] { EXPECT_EQ(k.first(), 0u) << k.second; }),
+                  std::string(k.second) + "\n");
+        EXPECT_STREQ(error, k.second);
+    }
+    EXPECT_EQ(sim::counts().deviceBytes, before.deviceBytes);
+    EXPECT_EQ(sim::counts().arrays, before.arrays);
+}
+
+TEST_F(Scene, UpdatesAndTexturesOfEveryFormat)
+{
+    const unsigned t = texture();
+    const unsigned m = material4(kHit, kHit, {t}, {t});
+    ASSERT_NE(m, 0u) << error;
+    const unsigned missing[] = {4242};
+    auto update = [&](unsigned id, const unsigned* normal, unsigned n) {
+        return ApiUpdateMaterial(h, id, nullptr, nullptr, 0, nullptr, nullptr, 0, nullptr, nullptr,
+                                 0, nullptr, nullptr, 0, nullptr, 0, nullptr, 0, nullptr, 0,
+                                 normal, n, n, error);
+    };
+    EXPECT_FALSE(update(m + 100, nullptr, 0)) << "unknown material";
+    EXPECT_STREQ(error, "");
+    printed([&] { EXPECT_FALSE(update(m, missing, 1)); });
+    EXPECT_STREQ(error, "Normal texture not found.");
+    std::vector<unsigned char> pixels(8 * 8 * 4, 1);
+    EXPECT_FALSE(ApiUpdateTexture(h, t + 100, 8, 8, pixels.data(), error));
+    EXPECT_FALSE(ApiSetBackgroundTexture(h, t + 100));
+
+    // Every format, in every list of a material, is released with the instance.
+    std::vector<unsigned> ids;
+    for (int bits : {8, 16, 32})
+        for (int channels : {1, 2, 4})
+            ids.push_back(texture(channels, bits));
+    EXPECT_NE(material4(kHit, kHit, ids, ids, ids, ids), 0u) << error;
+    EXPECT_EQ(sim::counts().arrays, 2 * (ids.size() + 1));
+}
+
+TEST_F(Scene, SlotDataRoundTrips)
+{
+    const int g = particles({0, 4}, {12, 4});
+    ASSERT_GT(g, 0) << error;
+    std::vector<float> centres = {1, 2, 3, 4, 5, 6, 7, 8, 9};
+    std::vector<float> radii = {0.5f, 1.5f, 2.5f};
+    const unsigned slots[] = {0, 4};
+    void* data[] = {centres.data(), radii.data()};
+    ASSERT_TRUE(ApiUploadGeometryBuffers(h, unsigned(g), 3, slots, data, 2, error));
+    std::vector<float> out(9, 0.0f), outRadii(3, 0.0f);
+    ASSERT_TRUE(ApiDownloadGeometryBuffer(h, unsigned(g), 0, 3, out.data(), error));
+    EXPECT_EQ(out, centres);
+    ASSERT_TRUE(ApiDownloadGeometryBuffer(h, unsigned(g), 4, 3, outRadii.data(), error));
+    EXPECT_EQ(outRadii, radii);
+
+    // Count 0 leaves the slot as it was.
+    ASSERT_TRUE(ApiUploadGeometryBuffers(h, unsigned(g), 0, slots, data, 1, error));
+    ASSERT_TRUE(ApiDownloadGeometryBuffer(h, unsigned(g), 0, 3, out.data(), error));
+    EXPECT_EQ(out, centres);
+
+    EXPECT_FALSE(ApiDownloadGeometryBuffer(h, unsigned(g), 3, 3, out.data(), error))
+        << "slot 3 does not exist";
+    EXPECT_TRUE(ApiFreeGeometryBuffer(h, unsigned(g), 0));
+    EXPECT_TRUE(ApiDeleteGeometry(h, unsigned(g), error));
+    EXPECT_FALSE(ApiDownloadGeometryBuffer(h, unsigned(g), 4, 3, outRadii.data(), error));
+
+    // A later slot entry overwrites an earlier one: slot 0 with 12-byte elements.
+    const int later = particles({0, 0}, {4, 12});
+    ASSERT_TRUE(ApiUploadGeometryBuffers(h, unsigned(later), 3, slots, data, 1, error));
+    ASSERT_TRUE(ApiDownloadGeometryBuffer(h, unsigned(later), 0, 3, out.data(), error));
+    EXPECT_EQ(out, centres);
+}
+
+TEST_F(Scene, EveryKindTakesItsDataAndUnknownIdsGiveFalse)
+{
+    const unsigned triSlots[] = {0, 2, 3, 4, 5, 6};
+    const unsigned triSizes[] = {12, 12, 12, 12, 8, 12};
+    const int tri = ApiSetupTrianglesGeometry(h, geoPrimitives0, triSlots, triSizes, 6, material,
+                                              error);
+    ASSERT_GT(tri, 0) << error;
+    std::vector<trevix7_float3> v = {{0, 0, 0}, {1, 0, 0}, {0, 1, 0}};
+    std::vector<trevix7_uint3> f = {{0, 1, 2}};
+    EXPECT_TRUE(ApiUploadGeometryMeshFaces(h, tri, v.data(), 3, f.data(), 1, error));
+    EXPECT_FALSE(ApiDownloadGeometryBuffer(h, tri, 0, 3, v.data(), error))
+        << "only custom primitives are read back";
+
+    const unsigned curveSlots[] = {0, 2, 4};
+    const unsigned curveSizes[] = {12, 4, 4};
+    const int curves = ApiSetupBSplinesGeometry(h, geoBSplineCubic, curveSlots, curveSizes, 3,
+                                                material, error);
+    unsigned segments[] = {0};
+    EXPECT_TRUE(ApiUploadGeometryBSplineIdx(h, curves, segments, 1, error));
+    EXPECT_FALSE(ApiUploadGeometryMeshFaces(h, curves, v.data(), 3, f.data(), 1, error))
+        << "faces belong to triangles";
+    EXPECT_FALSE(ApiUploadGeometryBSplineIdx(h, tri, segments, 1, error));
+    EXPECT_TRUE(ApiSetupConstColor(h, tri, {0.5f, 0.5f, 0.5f}));
+    EXPECT_TRUE(ApiSetupGeometryMaterial(h, curves, material));
+
+    const int boxes = particles({0, 4}, {12, 4});
+    const unsigned t = texture(1);
+    EXPECT_TRUE(ApiSetupDisplacementTexture(h, boxes, t));
+    EXPECT_FALSE(ApiSetupDisplacementTexture(h, boxes, t + 100));
+    EXPECT_FALSE(ApiSetupDisplacementTexture(h, tri, t)) << "custom primitives only";
+    std::vector<unsigned char> bigger(8 * 8, 9);
+    EXPECT_TRUE(ApiUpdateTexture(h, t, 8, 8, bigger.data(), error));
+
+    const unsigned missing = 999999;
+    EXPECT_FALSE(ApiFreeGeometryBuffer(h, missing, 0));
+    EXPECT_FALSE(ApiSetupConstColor(h, missing, {1, 1, 1}));
+    EXPECT_FALSE(ApiSetupGeometryMaterial(h, missing, material));
+    EXPECT_TRUE(ApiDeleteGeometry(h, missing, error));
+}
+
+} // namespace
