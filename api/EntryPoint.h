@@ -30,6 +30,18 @@ inline void setError(char* error, const char* message)
         std::strcpy(error, message);
 }
 
+// Calls without an instance that report through the error buffer only.
+template <typename R, typename Call> R reporting(char* error, R onException, Call&& call)
+{
+    clearError(error);
+    try {
+        return call();
+    } catch (const std::exception& e) {
+        setError(error, e.what());
+        return onException;
+    }
+}
+
 // Entry points with a handler: Exc on a standard exception, after printing it.
 template <typename R, typename Call>
 R catching(unsigned handle, char* error, R unknown, R onException, Call&& call)

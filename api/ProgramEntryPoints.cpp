@@ -40,16 +40,12 @@ void ApiGpuArchitectureCfg(char* arch)
 
 int ApiCompileToPtx(const char* file, char* errorMessage)
 {
-    clearError(errorMessage);
-    try {
+    return reporting(errorMessage, 1, [&] {
         // Loaded into the cache now, so the first real use reads no file.
         std::string ptx;
         getPtxString(ptx, required(file, "file"));
         return 0;
-    } catch (const std::exception& e) {
-        setError(errorMessage, e.what());
-        return 1;
-    }
+    });
 }
 
 void createDirectory(const char* path)

@@ -39,9 +39,9 @@ unsigned int ApiCreatePathTracer(
     trevix7_float3* float3Values, size_t float3Count, const unsigned int* devices,
     unsigned int deviceCount, int logLevel, char* error)
 {
-    clearError(error);
-    try {
-        // Bad arguments are refused before a handle is taken.
+    // Creation reports through the error buffer only, and refuses bad
+    // arguments before it takes a handle.
+    return reporting(error, 0u, [&] {
         const auto ints = toVariableMap(intNames, intValues, intCount, "intNames", "intValues");
         const auto uints =
             toVariableMap(uintNames, uintValues, uintCount, "uintNames", "uintValues");
@@ -57,17 +57,13 @@ unsigned int ApiCreatePathTracer(
 
         const unsigned int handle = ++hcount;
         if (g_contextMap.count(handle))
-            return 0;
+            return 0u;
         g_contextMap.emplace(std::piecewise_construct, std::forward_as_tuple(handle),
                              std::forward_as_tuple(width, height, readbackMode(mode), ints, uints,
                                                    uint2s, floats, float2s, float3s, deviceList,
                                                    logLevel));
         return handle;
-    } catch (const std::exception& e) {
-        // Creation reports through the error buffer only.
-        setError(error, e.what());
-        return 0;
-    }
+    });
 }
 
 bool ApiDestroyPathTracer(unsigned int handle, char* error)

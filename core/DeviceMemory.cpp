@@ -29,7 +29,10 @@ DeviceBlock::~DeviceBlock()
 
 cudaError_t DeviceBlock::alloc(size_t bytes)
 {
-    return cudaMalloc(reinterpret_cast<void**>(&m_ptr), bytes);
+    const cudaError_t error = cudaMalloc(reinterpret_cast<void**>(&m_ptr), bytes);
+    if (error != cudaSuccess)
+        m_ptr = 0;
+    return error;
 }
 
 CUdeviceptr DeviceBlock::release()
@@ -47,7 +50,10 @@ MappedHostBlock::~MappedHostBlock()
 
 cudaError_t MappedHostBlock::alloc(size_t bytes)
 {
-    return cudaHostAlloc(&m_ptr, bytes, cudaHostAllocMapped);
+    const cudaError_t error = cudaHostAlloc(&m_ptr, bytes, cudaHostAllocMapped);
+    if (error != cudaSuccess)
+        m_ptr = nullptr;
+    return error;
 }
 
 void* MappedHostBlock::release()
@@ -57,12 +63,14 @@ void* MappedHostBlock::release()
     return p;
 }
 
-void reportAllocationFailure(const AllocationReport& report, cudaError_t error, size_t bytes)
+cudaError_t reportAllocationFailure(const AllocationReport& report, cudaError_t error,
+                                    size_t bytes)
 {
     std::cout << report.failed << cudaGetErrorString(error) << std::endl
               << report.sizeLabel << (bytes >> 20) << " MB" << std::endl;
     if (report.next)
         std::cout << report.next << std::endl;
+    return cudaGetLastError();
 }
 
 cudaError_t allocDeviceOrMapped(size_t bytes, DeviceBlock& device, MappedHostBlock& host,
@@ -72,9 +80,5 @@ cudaError_t allocDeviceOrMapped(size_t bytes, DeviceBlock& device, MappedHostBlo
     if (error == cudaSuccess)
         return error;
     reportAllocationFailure(onDevice, error, bytes);
-    cudaGetLastError();
-    error = host.alloc(bytes);
-    if (error != cudaSuccess)
-        cudaGetLastError();
-    return error;
+    return host.alloc(bytes);
 }

@@ -20,6 +20,8 @@ public:
     // Allocates `bytes` on the block's device (which must be current);
     // the CUDA result is returned, not thrown.
     cudaError_t alloc(size_t bytes);
+    // The address, for allocations written as plain CUDA calls.
+    CUdeviceptr& ptr() { return m_ptr; }
     CUdeviceptr get() const { return m_ptr; }
     CUdeviceptr release();
 
@@ -49,16 +51,18 @@ private:
 //   <failed><CUDA error text>
 //   <sizeLabel><size in MiB> MB
 //   <next>                       (left out when null)
+// then the pending CUDA error is cleared; its value is returned.
 struct AllocationReport {
     const char* failed;
     const char* sizeLabel;
     const char* next;
 };
-void reportAllocationFailure(const AllocationReport& report, cudaError_t error, size_t bytes);
+cudaError_t reportAllocationFailure(const AllocationReport& report, cudaError_t error,
+                                    size_t bytes);
 
 // Device memory of `bytes` in `device`, else mapped host memory in `host`,
-// reporting the device failure with `onDevice`. Pending errors are cleared.
-// Returns cudaSuccess with one block holding the memory, or the host
-// allocation's error with both empty.
+// reporting the device failure with `onDevice`. Returns cudaSuccess with one
+// block holding the memory, or the host allocation's error (still pending)
+// with both empty.
 cudaError_t allocDeviceOrMapped(size_t bytes, DeviceBlock& device, MappedHostBlock& host,
                                 const AllocationReport& onDevice);

@@ -126,8 +126,6 @@ void PathTracer::selectDevices(const std::vector<unsigned>& requested,
 void PathTracer::startDevice(PathTracerState& state, int ordinal, int logLevel)
 {
     state.params = {};
-    state.device_idx = ordinal;
-
     cudaError_t error = cudaSetDevice(ordinal);
     if (error != cudaSuccess) {
         if (error == cudaErrorInvalidDevice)
@@ -137,6 +135,8 @@ void PathTracer::startDevice(PathTracerState& state, int ordinal, int logLevel)
                       << "CUDA is already exclusively running on device " << ordinal << std::endl;
         throw sutil::Exception(cudaGetErrorString(error));
     }
+    // From here on the state owns what it makes, released on this device.
+    state.device_idx = ordinal;
 
     // Forces creation of the device's CUDA context.
     error = cudaFree(nullptr);

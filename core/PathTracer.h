@@ -141,8 +141,10 @@ private:
     unsigned addGeometry(std::map<unsigned, Geometry> PathTracerState::*kind,
                          geoPrimirivesType type, const SlotMap& slots, unsigned material,
                          const Extra&... extra);
-    // Geometry of any kind under `id` on one device, or null.
-    static GeometryBase* findGeometry(PathTracerState& state, unsigned id);
+    // Geometry of any kind under `id` on one device, or null: custom
+    // primitives, triangles, then curves; or triangles first.
+    static GeometryBase* findGeometry(PathTracerState& state, unsigned id,
+                                      bool trianglesFirst = false);
     // What a geometry's changes mean for the renderer after a data upload.
     void noteGeometryChange(const GeometryBase& geometry, unsigned primitivesBefore);
     bool applyDisplacement(PathTracerState& state, GeometryPrimitives& geometry, unsigned texture);

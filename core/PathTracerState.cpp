@@ -1,8 +1,9 @@
 #include "PathTracerState.h"
 
 #include "CUDABuffer.h"
+#include "PathTracer.h"
 
-T7_CHECK_LABEL("PathTracer.cpp");
+T7_CHECK_LABEL(PathTracer::kLabel);
 
 PathTracerState::~PathTracerState()
 {
@@ -12,7 +13,7 @@ PathTracerState::~PathTracerState()
     // reported and the rest is still released.
     bool current = false;
     destructorGuard("PathTracerState", [&] {
-        CUDA_CHECK(cudaSetDevice(device_idx));
+        PathTracer::makeCurrent(*this);
         current = true;
     });
     if (!current)

@@ -32,73 +32,66 @@ bool GeometryBase::buildAccel(OptixDeviceContext context, const OptixBuildInput&
     // The structure, followed by one word for the emitted compacted size.
     const size_t compactedSizeOffset = roundUp8(gas_buffer_sizes.outputSizeInBytes);
     DeviceBlock output(m_device_idx);
+    CUdeviceptr& d_buffer_temp_output_gas_and_compacted_size = output.ptr();
     cudaError_t error = output.alloc(compactedSizeOffset + 8);
-    if (error != cudaSuccess) {
-        reportAllocationFailure({"Acceleration structure allocation failed: ",
-                                 "   requested output buffer size: ", "   aborting."},
-                                error, gas_buffer_sizes.outputSizeInBytes);
-        return cudaGetLastError() != cudaSuccess;
-    }
-    const CUdeviceptr d_buffer_temp_output_gas_and_compacted_size = output.get();
+    if (error != cudaSuccess)
+        return reportAllocationFailure({"Acceleration structure allocation failed: ",
+                                        "   requested output buffer size: ", "   aborting."},
+                                       error, gas_buffer_sizes.outputSizeInBytes) != cudaSuccess;
 
     OptixAccelEmitDesc emitProperty = {};
     emitProperty.type = OPTIX_PROPERTY_TYPE_COMPACTED_SIZE;
     emitProperty.result = d_buffer_temp_output_gas_and_compacted_size + compactedSizeOffset;
+
+    // What every successful path ends with.
+    auto built = [&](CUdeviceptr structure, size_t bytes) {
+        m_gas_output_buffer = structure;
+        m_gas_buffer_size = bytes;
+        if (relocationInfo)
+            OPTIX_CHECK(optixAccelGetRelocationInfo(context, m_gas_handle, &m_gas_info));
+        m_accel_dirty = false;
+        return true;
+    };
 
     DeviceBlock temp(m_device_idx);
     MappedHostBlock host;
     error = allocDeviceOrMapped(gas_buffer_sizes.tempSizeInBytes, temp, host,
                                 {"Acceleration structure allocation failed on GPU: ",
                                  "   requested temp buffer size: ", "   trying allocate on host..."});
-    if (temp.get()) {
-        const CUdeviceptr d_temp_buffer_gas = temp.get();
+    CUdeviceptr d_temp_buffer_gas = temp.get();
+    void* h_temp_buffer_gas = host.get();
+    if (error == cudaSuccess && !h_temp_buffer_gas) {
         OPTIX_CHECK(optixAccelBuild(context, m_stream, &accel_options, &triangle_input, 1, d_temp_buffer_gas, gas_buffer_sizes.tempSizeInBytes, d_buffer_temp_output_gas_and_compacted_size, gas_buffer_sizes.outputSizeInBytes, &m_gas_handle, &emitProperty, 1 ));
         CUDA_CHECK(cudaFree(reinterpret_cast<void*>(temp.release())));
-    } else if (host.get()) {
-        void* h_temp_buffer_gas = host.get();
-        CUdeviceptr d_temp_buffer_gas = 0;
+    } else if (error == cudaSuccess) {
         CUDA_CHECK(cudaHostGetDevicePointer( reinterpret_cast<void**>(&d_temp_buffer_gas), reinterpret_cast<void*>(h_temp_buffer_gas), 0 ));
         OPTIX_CHECK(optixAccelBuild(context, m_stream, &accel_options, &triangle_input, 1, d_temp_buffer_gas, gas_buffer_sizes.tempSizeInBytes, d_buffer_temp_output_gas_and_compacted_size, gas_buffer_sizes.outputSizeInBytes, &m_gas_handle, &emitProperty, 1 ));
-        h_temp_buffer_gas = host.release();
+        host.release();
         CUDA_CHECK(cudaFreeHost(h_temp_buffer_gas));
     } else {
         reportAllocationFailure({"Acceleration structure allocation failed on host: ",
                                  "   requested temp buffer size: ", nonCompactible},
                                 error, gas_buffer_sizes.tempSizeInBytes);
-        cudaGetLastError();
 
         // Last resort: no compaction, which needs less scratch.
         accel_options.buildFlags = OPTIX_BUILD_FLAG_PREFER_FAST_TRACE;
         OPTIX_CHECK(optixAccelComputeMemoryUsage(context, &accel_options, &triangle_input, 1, &gas_buffer_sizes));
         error = host.alloc(gas_buffer_sizes.tempSizeInBytes);
-        if (error != cudaSuccess) {
-            reportAllocationFailure({"Acceleration structure allocation failed: ",
-                                     "   requested temp buffer size: ", "   aborting."},
-                                    error, gas_buffer_sizes.tempSizeInBytes);
-            return cudaGetLastError() != cudaSuccess;
-        }
+        if (error != cudaSuccess)
+            return reportAllocationFailure({"Acceleration structure allocation failed: ",
+                                            "   requested temp buffer size: ", "   aborting."},
+                                           error, gas_buffer_sizes.tempSizeInBytes) != cudaSuccess;
         // The output block was sized for the compacting build.
-        DeviceBlock plainOutput(m_device_idx);
-        CUdeviceptr d_output = d_buffer_temp_output_gas_and_compacted_size;
         if (gas_buffer_sizes.outputSizeInBytes > compactedSizeOffset + 8) {
             CUDA_CHECK(cudaFree(reinterpret_cast<void*>(output.release())));
-            CUDA_CHECK(plainOutput.alloc(gas_buffer_sizes.outputSizeInBytes));
-            d_output = plainOutput.get();
+            CUDA_CHECK(cudaMalloc(reinterpret_cast<void**>(&d_buffer_temp_output_gas_and_compacted_size), gas_buffer_sizes.outputSizeInBytes));
         }
-        void* h_temp_buffer_gas = host.get();
-        CUdeviceptr d_temp_buffer_gas = 0;
+        h_temp_buffer_gas = host.get();
         CUDA_CHECK(cudaHostGetDevicePointer( reinterpret_cast<void**>(&d_temp_buffer_gas), reinterpret_cast<void*>(h_temp_buffer_gas), 0 ));
-        OPTIX_CHECK(optixAccelBuild(context, m_stream, &accel_options, &triangle_input, 1, d_temp_buffer_gas, gas_buffer_sizes.tempSizeInBytes, d_output, gas_buffer_sizes.outputSizeInBytes, &m_gas_handle, nullptr, 0 ));
-        h_temp_buffer_gas = host.release();
+        OPTIX_CHECK(optixAccelBuild(context, m_stream, &accel_options, &triangle_input, 1, d_temp_buffer_gas, gas_buffer_sizes.tempSizeInBytes, d_buffer_temp_output_gas_and_compacted_size, gas_buffer_sizes.outputSizeInBytes, &m_gas_handle, nullptr, 0 ));
+        host.release();
         CUDA_CHECK(cudaFreeHost(h_temp_buffer_gas));
-        output.release();
-        plainOutput.release();
-        m_gas_output_buffer = d_output;
-        m_gas_buffer_size = gas_buffer_sizes.outputSizeInBytes;
-        if (relocationInfo)
-            OPTIX_CHECK(optixAccelGetRelocationInfo(context, m_gas_handle, &m_gas_info));
-        m_accel_dirty = false;
-        return true;
+        return built(output.release(), gas_buffer_sizes.outputSizeInBytes);
     }
 
     if (inputsConsumed)
@@ -106,33 +99,22 @@ bool GeometryBase::buildAccel(OptixDeviceContext context, const OptixBuildInput&
 
     size_t compacted_gas_size = 0;
     CUDA_CHECK(cudaMemcpy(&compacted_gas_size, (void*)emitProperty.result, sizeof(size_t), cudaMemcpyDeviceToHost));
-    if (compacted_gas_size < gas_buffer_sizes.outputSizeInBytes) {
-        DeviceBlock compacted(m_device_idx);
-        error = compacted.alloc(compacted_gas_size);
-        if (error == cudaSuccess) {
-            m_gas_output_buffer = compacted.release();
-            // On the default stream: it waits for the build on m_stream.
-            OPTIX_CHECK(optixAccelCompact(context, 0, m_gas_handle, m_gas_output_buffer, compacted_gas_size, &m_gas_handle));
-            CUDA_CHECK(cudaFree(reinterpret_cast<void*>(output.release())));
-            m_gas_buffer_size = compacted_gas_size;
-        } else {
-            reportAllocationFailure({"Acceleration structure allocation failed: ",
-                                     "   requested compacted buffer size: ",
-                                     "   using non-compacted structure..."},
-                                    error, compacted_gas_size);
-            cudaGetLastError();
-            m_gas_output_buffer = output.release();
-            m_gas_buffer_size = gas_buffer_sizes.outputSizeInBytes;
-        }
-    } else {
-        m_gas_output_buffer = output.release();
-        m_gas_buffer_size = gas_buffer_sizes.outputSizeInBytes;
+    if (compacted_gas_size >= gas_buffer_sizes.outputSizeInBytes)
+        return built(output.release(), gas_buffer_sizes.outputSizeInBytes);
+    DeviceBlock compacted(m_device_idx);
+    error = compacted.alloc(compacted_gas_size);
+    if (error != cudaSuccess) {
+        reportAllocationFailure({"Acceleration structure allocation failed: ",
+                                 "   requested compacted buffer size: ",
+                                 "   using non-compacted structure..."},
+                                error, compacted_gas_size);
+        return built(output.release(), gas_buffer_sizes.outputSizeInBytes);
     }
-
-    if (relocationInfo)
-        OPTIX_CHECK(optixAccelGetRelocationInfo(context, m_gas_handle, &m_gas_info));
-    m_accel_dirty = false;
-    return true;
+    m_gas_output_buffer = compacted.release();
+    // On the default stream: it waits for the build on m_stream.
+    OPTIX_CHECK(optixAccelCompact(context, 0, m_gas_handle, m_gas_output_buffer, compacted_gas_size, &m_gas_handle));
+    CUDA_CHECK(cudaFree(reinterpret_cast<void*>(output.release())));
+    return built(m_gas_output_buffer, compacted_gas_size);
 }
 
 bool GeometryTriangles::buildMeshAccel(OptixDeviceContext_t* const& context, bool relocationInfo,
@@ -234,7 +216,6 @@ bool GeometryBase::relocateMeshAccel(const GeometryBase& srcGeom,
         reportAllocationFailure({"Acceleration structure allocation failed: ",
                                  "   requested GAS buffer size: ", nullptr},
                                 error, bytes);
-        cudaGetLastError();
         return false;
     }
     m_gas_buffer_size = srcGeom.m_gas_buffer_size;

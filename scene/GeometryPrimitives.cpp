@@ -8,6 +8,24 @@
 
 T7_CHECK_LABEL(GeometryBase::kLabel);
 
+namespace {
+
+// Slot `index` as an array of n elements of T, or null (clearing `complete`)
+// when it is missing or holds fewer bytes: a kernel would read past it.
+template <typename T>
+T* slotArray(const std::map<size_t, CuBuffer>& buffers, size_t index, size_t n, bool& complete)
+{
+    auto found = buffers.find(index);
+    if (found == buffers.end() || !found->second.ptr() ||
+        found->second.count() * found->second.elsize() < n * sizeof(T)) {
+        complete = false;
+        return nullptr;
+    }
+    return reinterpret_cast<T*>(found->second.ptr());
+}
+
+} // namespace
+
 GeometryPrimitives::GeometryPrimitives(int device, cudaStream_t stream, unsigned id,
                                        geoPrimirivesType type, unsigned material,
                                        const std::string& program)
@@ -38,60 +56,51 @@ bool GeometryPrimitives::applyPreprocessing()
     if (n == 0)
         return true;
 
-    // Each kind reads its own slots; one that is missing or short cannot be
-    // boxed (a kernel would read past it).
+    // Each kind reads its own slots; see slotArray.
     bool complete = true;
-    auto slot = [&](size_t index) -> void* {
-        auto found = m_buffers.find(index);
-        if (found == m_buffers.end() || found->second.count() < n || !found->second.ptr()) {
-            complete = false;
-            return nullptr;
-        }
-        return reinterpret_cast<void*>(found->second.ptr());
-    };
     auto* aabb = reinterpret_cast<CudaAabb*>(m_aabb.ptr());
     const unsigned count = unsigned(n);
 
     switch (m_type) {
     case geoParticleSet: {
-        auto* centres = static_cast<const float3*>(slot(geoBufVertices));
-        auto* radii = static_cast<const float*>(slot(geoBufNormalIndices));
+        auto* centres = slotArray<const float3>(m_buffers, geoBufVertices, n, complete);
+        auto* radii = slotArray<const float>(m_buffers, geoBufNormalIndices, n, complete);
         if (complete)
             preprocessingParticleSet(count, m_stream, aabb, centres, radii);
         break;
     }
     case geoParticleSetTex: {
-        auto* centres = static_cast<const float3*>(slot(geoBufVertices));
-        auto* axisA = static_cast<float3*>(slot(geoBufIndices));
-        auto* axisB = static_cast<float3*>(slot(geoBufNormals));
-        auto* radii = static_cast<const float*>(slot(geoBufNormalIndices));
+        auto* centres = slotArray<const float3>(m_buffers, geoBufVertices, n, complete);
+        auto* axisA = slotArray<float3>(m_buffers, geoBufIndices, n, complete);
+        auto* axisB = slotArray<float3>(m_buffers, geoBufNormals, n, complete);
+        auto* radii = slotArray<const float>(m_buffers, geoBufNormalIndices, n, complete);
         if (complete)
             preprocessingParticleSetTex(count, m_stream, aabb, centres, axisA, axisB, radii);
         break;
     }
     case geoBezier: {
-        auto* radii = static_cast<const float2*>(slot(geoBufNormalIndices));
-        auto* p0 = static_cast<const float3*>(slot(geoBufVertices));
-        auto* p1 = static_cast<const float3*>(slot(geoBufNormals));
-        auto* p2 = static_cast<const float3*>(slot(geoBufTexCoords));
-        auto* p3 = static_cast<const float3*>(slot(geoBufTexCoordIndices));
+        auto* radii = slotArray<const float2>(m_buffers, geoBufNormalIndices, n, complete);
+        auto* p0 = slotArray<const float3>(m_buffers, geoBufVertices, n, complete);
+        auto* p1 = slotArray<const float3>(m_buffers, geoBufNormals, n, complete);
+        auto* p2 = slotArray<const float3>(m_buffers, geoBufTexCoords, n, complete);
+        auto* p3 = slotArray<const float3>(m_buffers, geoBufTexCoordIndices, n, complete);
         if (complete)
             preprocessingBezier(count, m_stream, aabb, radii, p0, p1, p2, p3);
         break;
     }
     case geoParallelograms: {
-        auto* corner = static_cast<const float3*>(slot(geoBufVertices));
-        auto* a = static_cast<const float3*>(slot(geoBufIndices));
-        auto* b = static_cast<const float3*>(slot(geoBufNormals));
+        auto* corner = slotArray<const float3>(m_buffers, geoBufVertices, n, complete);
+        auto* a = slotArray<const float3>(m_buffers, geoBufIndices, n, complete);
+        auto* b = slotArray<const float3>(m_buffers, geoBufNormals, n, complete);
         if (complete)
             preprocessingParallelograms(count, m_stream, aabb, corner, a, b);
         break;
     }
     case geoParallelepipeds: {
-        auto* corner = static_cast<const float3*>(slot(geoBufVertices));
-        auto* a = static_cast<const float3*>(slot(geoBufIndices));
-        auto* b = static_cast<const float3*>(slot(geoBufNormals));
-        auto* c = static_cast<const float3*>(slot(geoBufNormalIndices));
+        auto* corner = slotArray<const float3>(m_buffers, geoBufVertices, n, complete);
+        auto* a = slotArray<const float3>(m_buffers, geoBufIndices, n, complete);
+        auto* b = slotArray<const float3>(m_buffers, geoBufNormals, n, complete);
+        auto* c = slotArray<const float3>(m_buffers, geoBufNormalIndices, n, complete);
         if (complete)
             preprocessingParallelepipeds(count, m_stream, aabb, corner, a, b, c);
         break;

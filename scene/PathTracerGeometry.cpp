@@ -21,13 +21,14 @@ template <typename Geometry> Geometry* findIn(std::map<unsigned, Geometry>& map,
 
 } // namespace
 
-GeometryBase* PathTracer::findGeometry(PathTracerState& state, unsigned id)
+GeometryBase* PathTracer::findGeometry(PathTracerState& state, unsigned id, bool trianglesFirst)
 {
+    GeometryBase* triangles = findIn(state.triangles, id);
+    if (trianglesFirst && triangles)
+        return triangles;
     if (GeometryBase* g = findIn(state.primitives, id))
         return g;
-    if (GeometryBase* g = findIn(state.triangles, id))
-        return g;
-    return findIn(state.curves, id);
+    return triangles ? triangles : findIn(state.curves, id);
 }
 
 void PathTracer::noteGeometryChange(const GeometryBase& geometry, unsigned primitivesBefore)
@@ -171,11 +172,7 @@ bool PathTracer::downloadGeometryBuffer(unsigned id, size_t slot, unsigned count
 bool PathTracer::freeGeometryBuffer(unsigned id, unsigned slot)
 {
     const bool freed = forEachState([&](PathTracerState& state) {
-        GeometryBase* g = findIn(state.triangles, id);
-        if (!g)
-            g = findIn(state.primitives, id);
-        if (!g)
-            g = findIn(state.curves, id);
+        GeometryBase* g = findGeometry(state, id, true);
         if (!g)
             return false;
         const unsigned before = g->primitiveCount();
@@ -245,14 +242,9 @@ bool PathTracer::setupGeometryMaterial(unsigned id, unsigned material)
 
 geoPrimirivesType PathTracer::getGeometryType(unsigned id) const
 {
-    const PathTracerState& state = m_states.front();
-    if (auto t = state.triangles.find(id); t != state.triangles.end())
-        return t->second.type();
-    if (auto p = state.primitives.find(id); p != state.primitives.end())
-        return p->second.type();
-    if (auto c = state.curves.find(id); c != state.curves.end())
-        return c->second.type();
-    return geoPrimirivesType(0);
+    // Ids are unique across the kinds, so the search order cannot change the answer.
+    const GeometryBase* g = findGeometry(const_cast<PathTracerState&>(m_states.front()), id, true);
+    return g ? g->type() : geoPrimirivesType(0);
 }
 
 bool PathTracer::deleteGeometry(unsigned id)

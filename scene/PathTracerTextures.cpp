@@ -14,6 +14,9 @@ unsigned PathTracer::setupTexture(int width, int height, int channels, int bits,
                                   const void* data)
 {
     const unsigned id = ++_textureCount;
+    // Wrap, clamp, mirror or border; anything else is not an address mode.
+    if (addressMode < cudaAddressModeWrap || addressMode > cudaAddressModeBorder)
+        throw sutil::Exception("Unsupported address mode in the texture source.");
     addOnEveryState(&PathTracerState::textures, id,
                     [&](PathTracerState& state, std::map<unsigned, Texture>& map) {
                         map.emplace(std::piecewise_construct, std::forward_as_tuple(id),
@@ -34,7 +37,14 @@ bool PathTracer::updateTexture(unsigned id, int width, int height, const void* d
         // A resize makes a new texture object, which may even reuse the old
         // value; its users are refreshed either way.
         const bool resized = width != texture->second.width() || height != texture->second.height();
-        texture->second.update(width, height, data);
+        try {
+            texture->second.update(width, height, data);
+        } catch (...) {
+            // A resize that failed half-way destroyed the old object all the same.
+            if (resized)
+                updateStateTextureSamplers(state);
+            throw;
+        }
         if (resized)
             updateStateTextureSamplers(state);
         return true;

@@ -2,6 +2,8 @@
 
 #include "core/CUDABuffer.h"
 
+#include <climits>
+
 T7_CHECK_LABEL(Texture::kLabel);
 
 namespace {
@@ -27,12 +29,23 @@ cudaChannelFormatDesc channelFormat(int channels, int bits)
                                  channels == 4 ? bits : 0, kind);
 }
 
+// Bytes per row of a tightly packed host image; throws for an unsupported
+// format or size before anything is allocated.
+int rowPitch(int width, int height, int channels, int bits)
+{
+    channelFormat(channels, bits);
+    const long long pitch = (long long)width * channels * bits / 8;
+    if (width <= 0 || height <= 0 || pitch > INT_MAX)
+        throw sutil::Exception("Unsupported size in the texture source.");
+    return int(pitch);
+}
+
 } // namespace
 
 Texture::Texture(int device, cudaStream_t stream, int width, int height, int channels, int bits,
                  cudaTextureAddressMode mode, const void* data)
     : DeviceBound(kLabel, device, stream), m_width(width), m_height(height),
-      m_channels(channels), m_bits(bits), m_pitch(width * channels * bits / 8),
+      m_channels(channels), m_bits(bits), m_pitch(rowPitch(width, height, channels, bits)),
       m_addressMode(mode)
 {
     try {
@@ -98,10 +111,11 @@ void Texture::update(int width, int height, const void* data)
         CUDA_CHECK(cudaMemcpy2DToArrayAsync( m_image, 0, 0, data, m_pitch, m_pitch, m_height, cudaMemcpyHostToDevice, m_stream ));
         return;
     }
+    const int pitch = rowPitch(width, height, m_channels, m_bits);
     destroy();
     m_width = width;
     m_height = height;
-    m_pitch = width * m_channels * m_bits / 8;
+    m_pitch = pitch;
     create(data);
 }
 

@@ -101,27 +101,12 @@ void writeLog(const std::string& text, char* log, size_t* logSize)
 
 void failNext(const char* function, int result, unsigned after, const std::string& log)
 {
-    std::lock_guard<std::mutex> guard(lock());
-    state().injections[function] = {result, after, log};
+    locked([&](State& s) { s.injections[function] = {result, after, log}; });
 }
 
-void clearInjections()
-{
-    std::lock_guard<std::mutex> guard(lock());
-    state().injections.clear();
-}
-
-std::vector<std::string> journal()
-{
-    std::lock_guard<std::mutex> guard(lock());
-    return state().journal;
-}
-
-void clearJournal()
-{
-    std::lock_guard<std::mutex> guard(lock());
-    state().journal.clear();
-}
+void clearInjections() { locked([](State& s) { s.injections.clear(); }); }
+std::vector<std::string> journal() { return locked([](State& s) { return s.journal; }); }
+void clearJournal() { locked([](State& s) { s.journal.clear(); }); }
 
 const Allocation* blockHolding(const void* p, size_t bytes)
 {
@@ -139,16 +124,8 @@ const Allocation* blockHolding(const void* p, size_t bytes)
 
 bool insideBlocks(const void* p, size_t bytes)
 {
-    auto& allocations = state().allocations;
-    auto it = allocations.upper_bound(const_cast<void*>(p));
-    if (it == allocations.begin())
-        return true; // not simulated memory (ordinary host memory)
-    --it;
-    auto* begin = static_cast<const char*>(it->first);
-    auto* q = static_cast<const char*>(p);
-    if (q >= begin + std::max<size_t>(it->second.bytes, 1))
-        return true;
-    return q + bytes <= begin + it->second.bytes;
+    // Memory outside every block is ordinary host memory.
+    return !blockHolding(p, 1) || blockHolding(p, bytes);
 }
 
 int currentDevice() { return t_currentDevice; }
@@ -179,36 +156,20 @@ Counts counts()
 
 size_t deviceBytesInUse(int device)
 {
-    std::lock_guard<std::mutex> guard(lock());
-    const State& s = state();
-    return device >= 0 && size_t(device) < s.devices.size() ? s.devices[device].bytesInUse : 0;
+    return locked([&](State& s) { return s.devices.at(size_t(device)).bytesInUse; });
 }
 
 void setDeviceMemoryLimit(int device, size_t bytes)
 {
-    std::lock_guard<std::mutex> guard(lock());
-    State& s = state();
-    if (device >= 0 && size_t(device) < s.devices.size())
-        s.devices[device].memoryLimit = bytes;
+    locked([&](State& s) { s.devices.at(size_t(device)).memoryLimit = bytes; });
 }
 
-void setPinnedMemoryLimit(size_t bytes)
-{
-    std::lock_guard<std::mutex> guard(lock());
-    state().pinnedLimit = bytes;
-}
-
-Records records()
-{
-    std::lock_guard<std::mutex> guard(lock());
-    return state().records;
-}
+void setPinnedMemoryLimit(size_t bytes) { locked([&](State& s) { s.pinnedLimit = bytes; }); }
+Records records() { return locked([](State& s) { return s.records; }); }
 
 void clearRecords()
 {
-    std::lock_guard<std::mutex> guard(lock());
-    Records& r = state().records;
-    r = Records{std::move(r.contexts), {}, {}, {}, {}};
+    locked([](State& s) { s.records = Records{std::move(s.records.contexts), {}, {}, {}, {}}; });
 }
 
 } // namespace sim

@@ -97,6 +97,13 @@ struct State {
 State& state();
 std::mutex& lock();
 
+// Runs `f(state())` under the lock: the test controls' one way in.
+template <typename F> auto locked(F&& f)
+{
+    std::lock_guard<std::mutex> guard(lock());
+    return f(state());
+}
+
 // Appends one line to the journal, and to the trace file when tracing is on.
 void trace(const char* api, const char* fmt, ...) __attribute__((format(printf, 2, 3)));
 

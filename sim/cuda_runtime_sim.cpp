@@ -151,11 +151,7 @@ cudaError_t cudaGetDeviceProperties(cudaDeviceProp* prop, int device)
     prop->major = d.capability / 100;
     prop->minor = d.capability / 10 % 10;
     prop->totalGlobalMem = d.memoryLimit;
-    prop->multiProcessorCount = 4;
-    prop->warpSize = 32;
-    prop->maxThreadsPerBlock = 1024;
     prop->canMapHostMemory = 1;
-    prop->unifiedAddressing = 1;
     return cudaSuccess;
 }
 

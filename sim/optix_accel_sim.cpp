@@ -222,88 +222,74 @@ OptixResult computeMemoryUsage(OptixDeviceContext context,
     return e;
 }
 
-OptixResult build(OptixDeviceContext context, CUstream stream,
-                  const OptixAccelBuildOptions* options, const OptixBuildInput* inputs,
-                  unsigned numInputs, CUdeviceptr temp, size_t tempSize, CUdeviceptr output,
-                  size_t outputSize, OptixTraversableHandle* outputHandle,
-                  const OptixAccelEmitDesc* emitted, unsigned numEmitted, size_t& n,
-                  sim::BuildRecord& r)
-{
-    int device = sim::contextDevice(context);
-    if (device < 0 || !outputHandle || !usableStream(stream, device))
-        return OPTIX_ERROR_INVALID_VALUE;
-    if (OptixResult e = checkInputs(options, inputs, numInputs, n))
-        return e;
-    OptixAccelBufferSizes sizes = sizesFor(n, options->buildFlags);
-    bool tempPinned = false;
-    // Scratch may be mapped host memory; the structure itself is device memory.
-    if (!aligned(temp, OPTIX_ACCEL_BUFFER_BYTE_ALIGNMENT) || tempSize < sizes.tempSizeInBytes ||
-        !reachable(temp, tempSize, device, true, &tempPinned) ||
-        !aligned(output, OPTIX_ACCEL_BUFFER_BYTE_ALIGNMENT) ||
-        outputSize < sizes.outputSizeInBytes || !reachable(output, outputSize, device, false) ||
-        overlap(temp, tempSize, output, outputSize))
-        return OPTIX_ERROR_INVALID_VALUE;
-    if (numEmitted && !emitted)
-        return OPTIX_ERROR_INVALID_VALUE;
-    for (unsigned i = 0; i < numEmitted; ++i) {
-        CUdeviceptr p = emitted[i].result;
-        if (emitted[i].type != OPTIX_PROPERTY_TYPE_COMPACTED_SIZE ||
-            !(options->buildFlags & OPTIX_BUILD_FLAG_ALLOW_COMPACTION) || !aligned(p, 8) ||
-            !reachable(p, 8, device, true) || overlap(p, 8, output, outputSize) ||
-            overlap(p, 8, temp, tempSize))
-            return OPTIX_ERROR_INVALID_VALUE;
-    }
-    if (!checkBuffers(inputs[0], device))
-        return OPTIX_ERROR_INVALID_VALUE;
-
-    sim::Structure s{device,
-                     output,
-                     sizes.outputSizeInBytes,
-                     state().compactionSaves ? compactedBytes(n) : sizes.outputSizeInBytes,
-                     options->buildFlags,
-                     unsigned(inputs[0].type)};
-    *outputHandle = makeStructure(s);
-    for (unsigned i = 0; i < numEmitted; ++i) {
-        unsigned long long compacted = s.compactedSize;
-        std::memcpy(reinterpret_cast<void*>(emitted[i].result), &compacted, sizeof(compacted));
-    }
-    r.device = device;
-    r.options = *options;
-    r.numBuildInputs = numInputs;
-    describe(inputs[0], r);
-    r.tempSize = tempSize;
-    r.tempPinned = tempPinned;
-    r.outputSize = outputSize;
-    r.numEmittedProperties = numEmitted;
-    r.handle = *outputHandle;
-    return OPTIX_SUCCESS;
-}
-
 OptixResult accelBuild(OptixDeviceContext context, CUstream stream,
-                       const OptixAccelBuildOptions* accelOptions,
-                       const OptixBuildInput* buildInputs, unsigned int numBuildInputs,
-                       CUdeviceptr tempBuffer, size_t tempBufferSizeInBytes,
-                       CUdeviceptr outputBuffer, size_t outputBufferSizeInBytes,
-                       OptixTraversableHandle* outputHandle,
-                       const OptixAccelEmitDesc* emittedProperties,
-                       unsigned int numEmittedProperties)
+                       const OptixAccelBuildOptions* options, const OptixBuildInput* inputs,
+                       unsigned int numInputs, CUdeviceptr temp, size_t tempSize,
+                       CUdeviceptr output, size_t outputSize, OptixTraversableHandle* outputHandle,
+                       const OptixAccelEmitDesc* emitted, unsigned int numEmitted)
 {
     std::lock_guard<std::mutex> guard(lock());
     SIM_OPTIX_INJECT("optixAccelBuild");
     size_t n = 0;
     sim::BuildRecord r{};
-    OptixResult e = build(context, stream, accelOptions, buildInputs, numBuildInputs, tempBuffer,
-                          tempBufferSizeInBytes, outputBuffer, outputBufferSizeInBytes,
-                          outputHandle, emittedProperties, numEmittedProperties, n, r);
+    const OptixResult e = [&] {
+        int device = sim::contextDevice(context);
+        if (device < 0 || !outputHandle || !usableStream(stream, device))
+            return OPTIX_ERROR_INVALID_VALUE;
+        if (const OptixResult invalid = checkInputs(options, inputs, numInputs, n))
+            return invalid;
+        OptixAccelBufferSizes sizes = sizesFor(n, options->buildFlags);
+        bool tempPinned = false;
+        // Scratch may be mapped host memory; the structure itself is device memory.
+        if (!aligned(temp, OPTIX_ACCEL_BUFFER_BYTE_ALIGNMENT) || tempSize < sizes.tempSizeInBytes ||
+            !reachable(temp, tempSize, device, true, &tempPinned) ||
+            !aligned(output, OPTIX_ACCEL_BUFFER_BYTE_ALIGNMENT) ||
+            outputSize < sizes.outputSizeInBytes || !reachable(output, outputSize, device, false) ||
+            overlap(temp, tempSize, output, outputSize))
+            return OPTIX_ERROR_INVALID_VALUE;
+        if (numEmitted && !emitted)
+            return OPTIX_ERROR_INVALID_VALUE;
+        for (unsigned i = 0; i < numEmitted; ++i) {
+            CUdeviceptr p = emitted[i].result;
+            if (emitted[i].type != OPTIX_PROPERTY_TYPE_COMPACTED_SIZE ||
+                !(options->buildFlags & OPTIX_BUILD_FLAG_ALLOW_COMPACTION) || !aligned(p, 8) ||
+                !reachable(p, 8, device, true) || overlap(p, 8, output, outputSize) ||
+                overlap(p, 8, temp, tempSize))
+                return OPTIX_ERROR_INVALID_VALUE;
+        }
+        if (!checkBuffers(inputs[0], device))
+            return OPTIX_ERROR_INVALID_VALUE;
+
+        sim::Structure s{device,
+                         output,
+                         sizes.outputSizeInBytes,
+                         state().compactionSaves ? compactedBytes(n) : sizes.outputSizeInBytes,
+                         options->buildFlags,
+                         unsigned(inputs[0].type)};
+        *outputHandle = makeStructure(s);
+        for (unsigned i = 0; i < numEmitted; ++i) {
+            unsigned long long compacted = s.compactedSize;
+            std::memcpy(reinterpret_cast<void*>(emitted[i].result), &compacted, sizeof(compacted));
+        }
+        r.device = device;
+        r.options = *options;
+        r.numBuildInputs = numInputs;
+        describe(inputs[0], r);
+        r.tempSize = tempSize;
+        r.tempPinned = tempPinned;
+        r.outputSize = outputSize;
+        r.numEmittedProperties = numEmitted;
+        r.handle = *outputHandle;
+        return OPTIX_SUCCESS;
+    }();
     if (e == OPTIX_SUCCESS)
         state().records.builds.push_back(r);
     sim::trace("optix",
                "optixAccelBuild device=%d type=0x%x primitives=%zu flags=%u temp=%s emitted=%u "
                "-> %d",
-               sim::contextDevice(context),
-               buildInputs && numBuildInputs ? unsigned(buildInputs[0].type) : 0u, n,
-               accelOptions ? accelOptions->buildFlags : 0u, r.tempPinned ? "pinned" : "device",
-               numEmittedProperties, int(e));
+               sim::contextDevice(context), inputs && numInputs ? unsigned(inputs[0].type) : 0u,
+               n, options ? options->buildFlags : 0u, r.tempPinned ? "pinned" : "device",
+               numEmitted, int(e));
     return e;
 }
 
@@ -380,51 +366,44 @@ OptixResult checkRelocationCompatibility(OptixDeviceContext context,
     return e;
 }
 
-OptixResult relocate(OptixDeviceContext context, CUstream stream, const OptixRelocationInfo* info,
-                     const OptixRelocateInput* inputs, size_t numInputs, CUdeviceptr target,
-                     size_t targetSize, OptixTraversableHandle* targetHandle,
-                     sim::RelocationRecord& r)
-{
-    int device = sim::contextDevice(context);
-    if (device < 0 || !info || !targetHandle || !usableStream(stream, device) || !ours(*info))
-        return OPTIX_ERROR_INVALID_VALUE;
-    if (!compatible(*info, device))
-        return OPTIX_ERROR_NOT_COMPATIBLE;
-    sim::Structure s = state().structures[info->info[2] - 1];
-    if (!aligned(target, OPTIX_ACCEL_BUFFER_BYTE_ALIGNMENT) || targetSize < s.size ||
-        !reachable(target, targetSize, device, false))
-        return OPTIX_ERROR_INVALID_VALUE;
-    // The source structure must have been copied to the target first.
-    unsigned long long header[2];
-    std::memcpy(header, reinterpret_cast<void*>(target), sizeof(header));
-    if (header[0] != sim::kStructureMagic || header[1] != info->info[2])
-        return OPTIX_ERROR_INVALID_VALUE;
-    // Geometry structures relocate without inputs.
-    if (numInputs || inputs)
-        return OPTIX_ERROR_INVALID_VALUE;
-    r.device = device;
-    r.source = s.address;
-    r.targetSize = targetSize;
-    s.device = device;
-    s.address = target;
-    *targetHandle = r.target = makeStructure(s);
-    return OPTIX_SUCCESS;
-}
-
 OptixResult accelRelocate(OptixDeviceContext context, CUstream stream,
-                          const OptixRelocationInfo* info, const OptixRelocateInput* relocateInputs,
-                          size_t numRelocateInputs, CUdeviceptr targetAccel,
-                          size_t targetAccelSizeInBytes, OptixTraversableHandle* targetHandle)
+                          const OptixRelocationInfo* info, const OptixRelocateInput* inputs,
+                          size_t numInputs, CUdeviceptr target, size_t targetSize,
+                          OptixTraversableHandle* targetHandle)
 {
     std::lock_guard<std::mutex> guard(lock());
     SIM_OPTIX_INJECT("optixAccelRelocate");
     sim::RelocationRecord r{};
-    OptixResult e = relocate(context, stream, info, relocateInputs, numRelocateInputs, targetAccel,
-                             targetAccelSizeInBytes, targetHandle, r);
+    const OptixResult e = [&] {
+        int device = sim::contextDevice(context);
+        if (device < 0 || !info || !targetHandle || !usableStream(stream, device) || !ours(*info))
+            return OPTIX_ERROR_INVALID_VALUE;
+        if (!compatible(*info, device))
+            return OPTIX_ERROR_NOT_COMPATIBLE;
+        sim::Structure s = state().structures[info->info[2] - 1];
+        if (!aligned(target, OPTIX_ACCEL_BUFFER_BYTE_ALIGNMENT) || targetSize < s.size ||
+            !reachable(target, targetSize, device, false))
+            return OPTIX_ERROR_INVALID_VALUE;
+        // The source structure must have been copied to the target first.
+        unsigned long long header[2];
+        std::memcpy(header, reinterpret_cast<void*>(target), sizeof(header));
+        if (header[0] != sim::kStructureMagic || header[1] != info->info[2])
+            return OPTIX_ERROR_INVALID_VALUE;
+        // Geometry structures relocate without inputs.
+        if (numInputs || inputs)
+            return OPTIX_ERROR_INVALID_VALUE;
+        r.device = device;
+        r.source = s.address;
+        r.targetSize = targetSize;
+        s.device = device;
+        s.address = target;
+        *targetHandle = r.target = makeStructure(s);
+        return OPTIX_SUCCESS;
+    }();
     if (e == OPTIX_SUCCESS)
         state().records.relocations.push_back(r);
     sim::trace("optix", "optixAccelRelocate device=%d bytes=%zu inputs=%zu -> %d",
-               sim::contextDevice(context), targetAccelSizeInBytes, numRelocateInputs, int(e));
+               sim::contextDevice(context), targetSize, numInputs, int(e));
     return e;
 }
 
@@ -442,10 +421,6 @@ void fillAccelEntries(OptixFunctionTable& table)
     table.optixAccelCompact = accelCompact;
 }
 
-void setCompactionSaves(bool saves)
-{
-    std::lock_guard<std::mutex> guard(lock());
-    state().compactionSaves = saves;
-}
+void setCompactionSaves(bool saves) { locked([&](State& s) { s.compactionSaves = saves; }); }
 
 } // namespace sim

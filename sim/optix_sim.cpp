@@ -29,11 +29,6 @@ const char* errorName(OptixResult result)
     return "Unknown OptixResult code";
 }
 
-const char* errorString(OptixResult result)
-{
-    return result == OPTIX_SUCCESS ? "Success" : "Simulated OptiX error";
-}
-
 struct Context {
     int device;
     OptixLogCallback callback;
@@ -200,7 +195,6 @@ OptixResult queryFunctionTable(int abiId, unsigned int /*numOptions*/,
     // Entries the library does not call stay null.
     OptixFunctionTable table = {};
     table.optixGetErrorName = errorName;
-    table.optixGetErrorString = errorString;
     table.optixDeviceContextCreate = contextCreate;
     table.optixDeviceContextDestroy = contextDestroy;
     table.optixDeviceContextSetCacheEnabled = contextSetCacheEnabled;

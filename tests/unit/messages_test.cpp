@@ -22,6 +22,9 @@ OptixResult failingCall(OptixResult r) { return r; }
 // Stands in for an OptiX call that fills a log and reports the size it needed.
 OptixResult callWithLog(char* log, size_t* sizeof_log, size_t needed)
 {
+    // The check emptied the log and reset its size before the call.
+    EXPECT_EQ(log[0], '\0');
+    EXPECT_EQ(*sizeof_log, kOptixLogSize);
     std::strcpy(log, "line 1: syntax error");
     *sizeof_log = needed;
     return OPTIX_ERROR_INVALID_PTX;
@@ -29,17 +32,8 @@ OptixResult callWithLog(char* log, size_t* sizeof_log, size_t needed)
 
 TEST(Messages, CudaCheckQuotesTheCallAndTheSourceFile)
 {
-    PathTracerState state;
-    state.device_idx = 7; // no such simulated device
-    std::string msg = failure([&] { PathTracer::makeCurrent(state); });
-    state.device_idx = -1; // nothing to release
-    EXPECT_TRUE(std::regex_match(msg, std::regex("CUDA call \\(cudaSetDevice\\(state\\.device_idx\\) \\) "
-                                                 "failed with error: 'invalid device ordinal' "
-                                                 "\\(PathTracer\\.cpp:[0-9]+\\)\n")))
-        << msg;
-
     int line = __LINE__ + 1;
-    msg = failure([] { CUDA_CHECK(cudaMalloc(nullptr, 16)); });
+    std::string msg = failure([] { CUDA_CHECK(cudaMalloc(nullptr, 16)); });
     EXPECT_EQ(msg, "CUDA call (cudaMalloc(nullptr, 16) ) failed with error: 'invalid argument' "
                    "(messages_test.cpp:" + std::to_string(line) + ")\n");
 }
@@ -63,17 +57,13 @@ TEST(Messages, OptixCheckBeforeLoadingUsesTheFixedNames)
                    "failed: messages_test.cpp:" + std::to_string(line) + ")\n");
 
     const std::pair<int, const char*> names[] = {
-        {0, "OPTIX_SUCCESS"},
-        {7001, "OPTIX_ERROR_INVALID_VALUE"},
-        {7002, "Unknown OptixResult code"},
-        {7052, "Unknown OptixResult code"},
+        {0, "OPTIX_SUCCESS"}, {7001, "OPTIX_ERROR_INVALID_VALUE"},
+        {7002, "Unknown OptixResult code"}, {7052, "Unknown OptixResult code"},
         {7801, "OPTIX_ERROR_UNSUPPORTED_ABI_VERSION"},
         {7802, "OPTIX_ERROR_FUNCTION_TABLE_SIZE_MISMATCH"},
         {7803, "OPTIX_ERROR_INVALID_ENTRY_FUNCTION_OPTIONS"},
-        {7804, "OPTIX_ERROR_LIBRARY_NOT_FOUND"},
-        {7805, "OPTIX_ERROR_ENTRY_SYMBOL_NOT_FOUND"},
-        {7806, "OPTIX_ERROR_LIBRARY_UNLOAD_FAILURE"},
-        {7807, "Unknown OptixResult code"},
+        {7804, "OPTIX_ERROR_LIBRARY_NOT_FOUND"}, {7805, "OPTIX_ERROR_ENTRY_SYMBOL_NOT_FOUND"},
+        {7806, "OPTIX_ERROR_LIBRARY_UNLOAD_FAILURE"}, {7807, "Unknown OptixResult code"},
     };
     for (const auto& n : names)
         EXPECT_EQ(sutil::Exception::createMessage(OptixResult(n.first), "x"),
@@ -90,8 +80,8 @@ TEST(Messages, OptixLogIsMarkedOnlyWhenItOverflows)
     for (size_t needed : {size_t(21), kOptixLogSize, kOptixLogSize + 1}) {
         int line = 0;
         std::string msg = failure([&] {
-            char log[kOptixLogSize];
-            size_t sizeof_log = 0;
+            char log[kOptixLogSize] = "stale";
+            size_t sizeof_log = 3;
             line = __LINE__ + 1;
             OPTIX_CHECK_LOG(callWithLog(log, &sizeof_log, needed));
         });
@@ -101,20 +91,6 @@ TEST(Messages, OptixLogIsMarkedOnlyWhenItOverflows)
                                (needed > kOptixLogSize ? "<TRUNCATED>" : "") + "\n";
         EXPECT_EQ(msg, expected) << "log size " << needed;
     }
-}
-
-TEST(Messages, OptixLogSizeIsResetBeforeEachCall)
-{
-    char log[kOptixLogSize];
-    size_t sizeof_log = 3;
-    size_t seen = 0;
-    auto probe = [&](size_t* size) {
-        seen = *size;
-        log[0] = '\0';
-        return OPTIX_SUCCESS;
-    };
-    OPTIX_CHECK_LOG(probe(&sizeof_log));
-    EXPECT_EQ(seen, kOptixLogSize);
 }
 
 TEST(Messages, LogCallbackAlignsLevelAndTag)

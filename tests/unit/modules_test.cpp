@@ -9,34 +9,36 @@
 
 #include <gtest/gtest.h>
 
+#include <memory>
 #include <regex>
 
 namespace {
 
-class ModuleCache : public testing::Test {
+// The cache of a per-device state, whose destructor releases the modules
+// before the context, on its device: the fixture checks the books at zero.
+class ModuleCache : public t7test::BooksAtZero {
 protected:
     void SetUp() override
     {
-        if (!optixLoaded()) {
-            ASSERT_TRUE(loadOptixFunctionTable());
-        }
+        ASSERT_TRUE(optixLoaded() || loadOptixFunctionTable());
         ASSERT_EQ(cudaSetDevice(0), cudaSuccess);
         ASSERT_EQ(cudaFree(nullptr), cudaSuccess);
+        m_state.device_idx = 0;
         OptixDeviceContextOptions options = {};
-        ASSERT_EQ(optixDeviceContextCreate(nullptr, &options, &m_context), OPTIX_SUCCESS);
-        m_modules.setContext(m_context);
+        ASSERT_EQ(optixDeviceContextCreate(nullptr, &options, &m_state.context), OPTIX_SUCCESS);
+        m_state.modules.setContext(m_state.context);
         m_first = sim::records().modules.size();
     }
     void TearDown() override
     {
-        m_modules.destroy();
-        EXPECT_EQ(sim::counts().optixObjects, 0u);
-        EXPECT_EQ(optixDeviceContextDestroy(m_context), OPTIX_SUCCESS);
+        m_stateHolder.reset();
+        BooksAtZero::TearDown();
     }
     size_t created() const { return sim::records().modules.size() - m_first; }
 
-    OptixDeviceContext m_context = nullptr;
-    Modules m_modules;
+    std::unique_ptr<PathTracerState> m_stateHolder = std::make_unique<PathTracerState>();
+    PathTracerState& m_state = *m_stateHolder;
+    Modules& m_modules = m_state.modules;
     size_t m_first = 0;
 };
 
@@ -119,32 +121,6 @@ TEST_F(ModuleCache, AFailureWithoutLogShowsNone)
     sim::failNext("optixModuleCreateFromPTX", OPTIX_ERROR_INVALID_VALUE);
     const std::string msg = t7test::failure([&] { m_modules.getModule("quiet.cu", "text"); });
     EXPECT_EQ(msg.substr(msg.size() - 8), ")\nLog:\n\n") << msg;
-}
-
-} // namespace
-
-namespace {
-
-// A per-device state releases its modules before its context, on its device.
-TEST(StateTeardown, ReleasesModulesThenContext)
-{
-    if (!optixLoaded()) {
-        ASSERT_TRUE(loadOptixFunctionTable());
-    }
-    {
-        PathTracerState state;
-        state.device_idx = 0;
-        ASSERT_EQ(cudaSetDevice(0), cudaSuccess);
-        ASSERT_EQ(cudaFree(nullptr), cudaSuccess);
-        OptixDeviceContextOptions options = {};
-        ASSERT_EQ(optixDeviceContextCreate(nullptr, &options, &state.context), OPTIX_SUCCESS);
-        state.modules.setContext(state.context);
-        state.modules.getModule("teardown.cu", "text");
-        state.modules.getSplineCRomIsModule();
-        EXPECT_EQ(sim::counts().optixObjects, 2u);
-    }
-    EXPECT_EQ(sim::counts().optixObjects, 0u);
-    EXPECT_EQ(sim::counts().optixContexts, 0u);
 }
 
 } // namespace
