@@ -63,7 +63,6 @@ cudaError_t allocate(void** ptr, size_t bytes, bool pinned)
         return cudaResult(cudaErrorMemoryAllocation);
     std::memset(block, 0, bytes);
     (pinned ? state().pinnedBytes : d.bytesInUse) += bytes;
-    d.contextCreated = true;
     state().allocations[block] = {pinned ? -1 : device, bytes, pinned};
     *ptr = block;
     return cudaSuccess;

@@ -77,13 +77,7 @@ extern "C" {
 
 cudaChannelFormatDesc cudaCreateChannelDesc(int x, int y, int z, int w, cudaChannelFormatKind f)
 {
-    cudaChannelFormatDesc desc;
-    desc.x = x;
-    desc.y = y;
-    desc.z = z;
-    desc.w = w;
-    desc.f = f;
-    return desc;
+    return {x, y, z, w, f};
 }
 
 cudaError_t cudaMallocArray(cudaArray_t* array, const cudaChannelFormatDesc* desc, size_t width,
@@ -182,7 +176,6 @@ bool textureInfo(unsigned long long object, TextureInfo& out)
         return false;
     const TextureObject& t = it->second;
     out.device = t.device;
-    out.resource = t.resource;
     out.texture = t.texture;
     // The array may have been freed under the object; report what is left.
     const Array* a = liveArray(t.resource.res.array.array);

@@ -54,7 +54,6 @@ constexpr unsigned long long kFirstTextureObject = 0x7e0001;
 // A live texture object with what it samples.
 struct TextureInfo {
     int device; // of its array
-    cudaResourceDesc resource;
     cudaTextureDesc texture;
     cudaChannelFormatDesc format; // of its array
     size_t width;

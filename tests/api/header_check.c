@@ -39,9 +39,7 @@ typedef int (*SetupGeometryFn)(unsigned int, geoPrimirivesType, const unsigned i
 typedef bool (*FacesFn)(unsigned int, unsigned int, trevix7_float3*, unsigned int,
                         trevix7_uint3*, unsigned int, char*);
 typedef bool (*SetCxyFn)(unsigned int, unsigned int, trevix7_float2, bool);
-typedef bool (*OutputFn)(unsigned int, void**, int*, char*);
 typedef void (*DenoiserFn)(unsigned int, OptixDenoiserInputKind, float, unsigned int);
-typedef bool (*LightsFn)(unsigned int, LightData*, unsigned int);
 
 int header_check_touch(void);
 
@@ -51,12 +49,9 @@ int header_check_touch(void)
     SetupGeometryFn triangles = &ApiSetupTrianglesGeometry;
     FacesFn faces = &ApiUploadGeometryMeshFaces;
     SetCxyFn cxy = &ApiSetCameraCxy;
-    OutputFn raw = &ApiGetRawOutputBuffer;
     DenoiserFn denoiser = &ApiSetPostprocDenoiser;
-    LightsFn lights = &ApiSetupLights;
     LightData light;
     light.raw.u[19] = 1u;
     return (create != NULL) + (triangles != NULL) + (faces != NULL) + (cxy != NULL) +
-           (raw != NULL) + (denoiser != NULL) + (lights != NULL) + (int)light.raw.bytes[76] +
-           (int)(sizeof(LightData) == 80);
+           (denoiser != NULL) + (int)light.raw.bytes[76];
 }

@@ -22,12 +22,12 @@ template <typename R> struct Outcome {
     std::string error;
     std::string out;
 };
-template <typename R> Outcome<R> run(const std::function<R(char*)>& call)
+template <typename Call> auto run(Call&& call)
 {
     char error[kErrorSize] = "stale";
     testing::internal::CaptureStdout();
-    const R r = call(error);
-    return {r, error, testing::internal::GetCapturedStdout()};
+    const auto r = call(error);
+    return Outcome<decltype(r)>{r, error, testing::internal::GetCapturedStdout()};
 }
 
 // The entry points this file drives; the last test compares it with what the
@@ -67,10 +67,10 @@ const unsigned kSizes[] = {12};
 
 // A catching entry point refusing a null argument: the Exc value, the text
 // printed and in the buffer.
-template <typename R>
-void expectRefused(const std::function<R(char*)>& call, R exc, const std::string& argument)
+template <typename Call, typename R>
+void expectRefused(Call&& call, R exc, const std::string& argument)
 {
-    const Outcome<R> o = run(call);
+    const auto o = run(call);
     const std::string text = argument + " must not be null.";
     EXPECT_EQ(o.result, exc) << text;
     EXPECT_EQ(o.error, text);
@@ -103,7 +103,7 @@ TEST_F(Boundary, UnknownHandlesGiveTheirUnknownValuesBeforeReadingArguments)
     };
     const long unknown[] = {0, 0, 0, 0, 0, -1, -1, -1, 0, 0, 0, 0, 0, 0, 0};
     for (size_t i = 0; i < std::size(cases); ++i) {
-        const Outcome<long> o = run(cases[i].second);
+        const auto o = run(cases[i].second);
         EXPECT_EQ(o.result, unknown[i]) << cases[i].first;
         EXPECT_EQ(o.error, "") << cases[i].first;
         EXPECT_EQ(o.out, "") << cases[i].first;
@@ -120,36 +120,33 @@ TEST_F(Boundary, UnknownHandlesGiveTheirUnknownValuesBeforeReadingArguments)
 TEST_F(Boundary, NullArgumentsAreRefusedByName)
 {
     const unsigned g = unsigned(geometry);
-    using B = std::function<bool(char*)>;
-    using U = std::function<unsigned(char*)>;
-    using I = std::function<int(char*)>;
-    expectRefused<unsigned>(U([&](char* e) { return ApiSetupTexture(h, 4, 4, 4, 8, 0, nullptr, e); }), 0u, "data");
-    expectRefused<bool>(B([&](char* e) { return ApiUpdateTexture(h, 1, 4, 4, nullptr, e); }), false, "data");
-    expectRefused<unsigned>(U([&](char* e) {
+    expectRefused([&](char* e) { return ApiSetupTexture(h, 4, 4, 4, 8, 0, nullptr, e); }, 0u, "data");
+    expectRefused([&](char* e) { return ApiUpdateTexture(h, 1, 4, 4, nullptr, e); }, false, "data");
+    expectRefused([&](char* e) {
         return ApiSetupMaterial(h, nullptr, kHit, nullptr, nullptr, 0, nullptr, nullptr, 0, nullptr, nullptr, 0, nullptr, nullptr, 0, nullptr, 0, nullptr, 0, nullptr, 0, nullptr, 0, 0, e);
-    }), 0u, "radianceProgram");
+    }, 0u, "radianceProgram");
     const char* names[] = {"flags", nullptr};
     unsigned values[] = {1, 2};
-    expectRefused<unsigned>(U([&](char* e) {
+    expectRefused([&](char* e) {
         return ApiSetupMaterial(h, kHit, kHit, names, values, 2, nullptr, nullptr, 0, nullptr, nullptr, 0, nullptr, nullptr, 0, nullptr, 0, nullptr, 0, nullptr, 0, nullptr, 0, 0, e);
-    }), 0u, "uintNames[1]");
-    expectRefused<bool>(B([&](char* e) {
+    }, 0u, "uintNames[1]");
+    expectRefused([&](char* e) {
         return ApiUpdateMaterial(h, material, nullptr, nullptr, 0, nullptr, nullptr, 1, nullptr, nullptr, 0, nullptr, nullptr, 0, nullptr, 0, nullptr, 0, nullptr, 0, nullptr, 0, 0, e);
-    }), false, "floatNames");
-    expectRefused<bool>(B([&](char* e) {
+    }, false, "floatNames");
+    expectRefused([&](char* e) {
         return ApiUpdateMaterial(h, material, nullptr, nullptr, 0, nullptr, nullptr, 0, nullptr, nullptr, 0, nullptr, nullptr, 0, nullptr, 0, nullptr, 0, nullptr, 0, nullptr, 3, 0, e);
-    }), false, "normalTextures");
-    expectRefused<int>(I([&](char* e) { return ApiSetupTrianglesGeometry(h, geoPrimitives0, nullptr, kSizes, 1, material, e); }), 0, "slots");
-    expectRefused<int>(I([&](char* e) { return ApiSetupBSplinesGeometry(h, geoBSplineLinear, kSlots, nullptr, 1, material, e); }), 0, "elementSizes");
-    expectRefused<int>(I([&](char* e) { return ApiSetupPrimitivesGeometry(h, geoDummy, nullptr, nullptr, nullptr, 0, material, e); }), 0, "intersectionProgram");
-    expectRefused<bool>(B([&](char* e) { return ApiUploadGeometryMeshFaces(h, g, nullptr, 3, nullptr, 0, e); }), false, "vertices");
-    expectRefused<bool>(B([&](char* e) { return ApiUploadGeometryMeshNormals(h, g, nullptr, 0, nullptr, 1, e); }), false, "normalIndices");
-    expectRefused<bool>(B([&](char* e) { return ApiUploadGeometryMeshTexCoords(h, g, nullptr, 2, nullptr, 0, e); }), false, "texCoords");
-    expectRefused<bool>(B([&](char* e) { return ApiUploadGeometryBSplineIdx(h, g, nullptr, 2, e); }), false, "segmentIndices");
-    expectRefused<bool>(B([&](char* e) { return ApiUploadGeometryBuffers(h, g, 3, kSlots, nullptr, 1, e); }), false, "data");
+    }, false, "normalTextures");
+    expectRefused([&](char* e) { return ApiSetupTrianglesGeometry(h, geoPrimitives0, nullptr, kSizes, 1, material, e); }, 0, "slots");
+    expectRefused([&](char* e) { return ApiSetupBSplinesGeometry(h, geoBSplineLinear, kSlots, nullptr, 1, material, e); }, 0, "elementSizes");
+    expectRefused([&](char* e) { return ApiSetupPrimitivesGeometry(h, geoDummy, nullptr, nullptr, nullptr, 0, material, e); }, 0, "intersectionProgram");
+    expectRefused([&](char* e) { return ApiUploadGeometryMeshFaces(h, g, nullptr, 3, nullptr, 0, e); }, false, "vertices");
+    expectRefused([&](char* e) { return ApiUploadGeometryMeshNormals(h, g, nullptr, 0, nullptr, 1, e); }, false, "normalIndices");
+    expectRefused([&](char* e) { return ApiUploadGeometryMeshTexCoords(h, g, nullptr, 2, nullptr, 0, e); }, false, "texCoords");
+    expectRefused([&](char* e) { return ApiUploadGeometryBSplineIdx(h, g, nullptr, 2, e); }, false, "segmentIndices");
+    expectRefused([&](char* e) { return ApiUploadGeometryBuffers(h, g, 3, kSlots, nullptr, 1, e); }, false, "data");
     void* noData[] = {nullptr};
-    expectRefused<bool>(B([&](char* e) { return ApiUploadGeometryBuffers(h, g, 3, kSlots, noData, 1, e); }), false, "data");
-    expectRefused<bool>(B([&](char* e) { return ApiDownloadGeometryBuffer(h, g, 0, 3, nullptr, e); }), false, "destination");
+    expectRefused([&](char* e) { return ApiUploadGeometryBuffers(h, g, 3, kSlots, noData, 1, e); }, false, "data");
+    expectRefused([&](char* e) { return ApiDownloadGeometryBuffer(h, g, 0, 3, nullptr, e); }, false, "destination");
 
     // Empty lists may be null; the calls then go through.
     EXPECT_TRUE(ApiUploadGeometryMeshFaces(h, g, nullptr, 0, nullptr, 0, nullptr));
@@ -237,7 +234,7 @@ TEST_F(Boundary, SuccessClearsAStaleError)
         {"destroy", [&](char* e) { return ApiDestroyPathTracer(extra, e); }},
     };
     for (const auto& c : cases) {
-        const Outcome<bool> o = run(c.second);
+        const auto o = run(c.second);
         EXPECT_TRUE(o.result) << c.first;
         EXPECT_EQ(o.error, "") << c.first;
     }

@@ -3,11 +3,8 @@
 
 #include "core/CUDABuffer.h"
 #include "core/OptixLoader.h"
-#include "sim_optix.h"
 
 #include <gtest/gtest.h>
-
-#include <dlfcn.h>
 
 namespace {
 
@@ -31,21 +28,6 @@ TEST(OptixLoading, NullNameGivesAnEmptyMessage)
     std::string msg = sutil::Exception::createMessage(OPTIX_ERROR_INVALID_VALUE, "text");
     g_optixFunctionTable.optixGetErrorName = saved;
     EXPECT_EQ(msg, "");
-}
-
-TEST(OptixLoading, SimulatedLibraryRefusesOtherAbisAndSizes)
-{
-    void* lib = dlopen("libnvoptix.so.1", RTLD_NOW);
-    ASSERT_NE(lib, nullptr);
-    auto query = reinterpret_cast<OptixQueryFunctionTable_t>(dlsym(lib, "optixQueryFunctionTable"));
-    ASSERT_NE(query, nullptr);
-    OptixFunctionTable table = {};
-    EXPECT_EQ(query(60, 0, nullptr, nullptr, &table, 344), OPTIX_ERROR_UNSUPPORTED_ABI_VERSION);
-    EXPECT_EQ(query(68, 0, nullptr, nullptr, &table, 384), OPTIX_ERROR_FUNCTION_TABLE_SIZE_MISMATCH);
-    EXPECT_EQ(table.optixGetErrorName, nullptr);
-    EXPECT_EQ(query(68, 0, nullptr, nullptr, &table, sizeof(table)), OPTIX_SUCCESS);
-    EXPECT_NE(table.optixDeviceContextCreate, nullptr);
-    dlclose(lib);
 }
 
 TEST(OptixAbsent, TableStaysUnloadedAndSilent)

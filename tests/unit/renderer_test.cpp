@@ -1,7 +1,6 @@
 // A renderer instance on two simulated devices (860, 860), seen from inside:
-// the default material, textures and their users on every device, material
-// parameters, the renderer's dirty flags after geometry changes, and the
-// launch parameters.
+// textures and their users on every device, material parameters, set-ups that
+// fail on one device, and the renderer's dirty flags after geometry changes.
 
 #include "core/PathTracer.h"
 #include "programs/ProgramFiles.h"
@@ -18,13 +17,7 @@ protected:
     {
         lib_dir = TREVIX7_BUILD_DIR;
         t7test::printed([&] {
-            m_pt = std::make_unique<PathTracer>(64, 48, READBACK_RGBA8, PathTracer::VariableMap<int>{},
-                                                PathTracer::VariableMap<unsigned>{},
-                                                PathTracer::VariableMap<uint2>{},
-                                                PathTracer::VariableMap<float>{},
-                                                PathTracer::VariableMap<float2>{},
-                                                PathTracer::VariableMap<float3>{},
-                                                std::vector<unsigned>{}, 0);
+            m_pt.reset(new PathTracer(64, 48, READBACK_RGBA8, {}, {}, {}, {}, {}, {}, {}, 0));
         });
         ASSERT_EQ(m_pt->states().size(), 2u) << "run with two simulated devices";
     }
@@ -55,22 +48,6 @@ protected:
     std::unique_ptr<PathTracer> m_pt;
     std::vector<unsigned char> m_pixels;
 };
-
-TEST_F(Renderer, DefaultMaterialExistsOnEveryDevice)
-{
-    for (const PathTracerState& state : m_pt->states()) {
-        ASSERT_EQ(state.materials.size(), 1u);
-        const Material& m = state.materials.begin()->second;
-        const MaterialData defaults;
-        EXPECT_EQ(std::memcmp(&m.params(), &defaults, 80), 0);
-        EXPECT_EQ(m.radiance().file, "dummy7_chit.cu");
-        EXPECT_EQ(m.radiance().function, "__closesthit__dummy");
-        EXPECT_NE(m.occlusion().text.find(".entry"), std::string::npos)
-            << "program text is loaded at set-up";
-    }
-    EXPECT_TRUE(m_pt->hitDirty());
-    EXPECT_TRUE(m_pt->pipelineDirty());
-}
 
 TEST_F(Renderer, ResizedTexturesReachEveryUserOnEveryDevice)
 {
@@ -126,6 +103,9 @@ TEST_F(Renderer, MaterialParametersFromTheMaps)
     const MaterialData& b = m_pt->states()[0].materials.at(both).params();
     EXPECT_EQ(b.base_roughness, 0.5f);
     EXPECT_EQ(b.base_color.w, 1.0f) << "an update starts from the defaults";
+    EXPECT_FALSE(m_pt->updateMaterial(both + 100, {}, {}, {}, {}, {}, 0)) << "unknown material";
+    EXPECT_EQ(t7test::failure([&] { m_pt->updateMaterial(both, {}, {}, {}, {}, {{}, {}, {}, {77}}, 1); }),
+              "Normal texture not found.");
 }
 
 // A set-up that fails on the second device leaves no copy on the first.
