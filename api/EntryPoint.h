@@ -12,6 +12,7 @@
 #include <cstring>
 #include <exception>
 #include <iostream>
+#include <utility>
 
 class PathTracer;
 
@@ -42,9 +43,11 @@ template <typename R, typename Call> R reporting(char* error, R onException, Cal
     }
 }
 
-// Entry points with a handler: Exc on a standard exception, after printing it.
-template <typename R, typename Call>
-R catching(unsigned handle, char* error, R unknown, R onException, Call&& call)
+// The convention shared by the entry points with a handle: an exception of
+// type E gives `onException`, with its text in the error buffer (and printed
+// when `Print`); any other exception reaches the host.
+template <typename E, bool Print, typename R, typename Call>
+R withInstance(unsigned handle, char* error, R unknown, R onException, Call&& call)
 {
     clearError(error);
     PathTracer* pt = findPathTracer(handle);
@@ -52,28 +55,28 @@ R catching(unsigned handle, char* error, R unknown, R onException, Call&& call)
         return unknown;
     try {
         return call(*pt);
-    } catch (const std::exception& e) {
-        std::cout << e.what() << std::endl;
+    } catch (const E& e) {
+        if (Print)
+            std::cout << e.what() << std::endl;
         setError(error, e.what());
         return onException;
     }
 }
 
-// Entry points without a handler: every exception but a null argument
-// reaches the host.
+// Entry points with a handler: Exc on a standard exception, after printing it.
+template <typename R, typename Call>
+R catching(unsigned handle, char* error, R unknown, R onException, Call&& call)
+{
+    return withInstance<std::exception, true>(handle, error, unknown, onException,
+                                              std::forward<Call>(call));
+}
+
+// Entry points without a handler: a null argument gives the Unknown value.
 template <typename R, typename Call>
 R nonCatching(unsigned handle, char* error, R unknown, Call&& call)
 {
-    clearError(error);
-    PathTracer* pt = findPathTracer(handle);
-    if (!pt)
-        return unknown;
-    try {
-        return call(*pt);
-    } catch (const NullArgument& e) {
-        setError(error, e.what());
-        return unknown;
-    }
+    return withInstance<NullArgument, false>(handle, error, unknown, unknown,
+                                             std::forward<Call>(call));
 }
 
 template <typename R, typename Call> R nonCatching(unsigned handle, R unknown, Call&& call)

@@ -39,25 +39,14 @@ std::set<std::string>& driven()
 }
 #define DRIVE(name) (driven().insert(#name), name)
 
-class Boundary : public BooksAtZero {
+class Boundary : public InstanceTest {
 protected:
     void SetUp() override
     {
-        Created c = create();
-        ASSERT_NE(c.handle, 0u) << c.error;
-        h = c.handle;
-        material = plainMaterial(h);
-        ASSERT_NE(material, 0u);
+        InstanceTest::SetUp();
         geometry = mesh(h, material);
         ASSERT_GT(geometry, 0);
     }
-    void TearDown() override
-    {
-        EXPECT_TRUE(ApiDestroyPathTracer(h, nullptr));
-        BooksAtZero::TearDown();
-    }
-    unsigned h = 0;
-    unsigned material = 0;
     int geometry = 0;
 };
 

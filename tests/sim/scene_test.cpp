@@ -7,22 +7,8 @@ using namespace t7test;
 
 namespace {
 
-class Scene : public BooksAtZero {
+class Scene : public InstanceTest {
 protected:
-    void SetUp() override
-    {
-        Created c = create();
-        ASSERT_NE(c.handle, 0u) << c.error;
-        h = c.handle;
-        material = plainMaterial(h);
-        ASSERT_NE(material, 0u);
-    }
-    void TearDown() override
-    {
-        EXPECT_TRUE(ApiDestroyPathTracer(h, nullptr));
-        BooksAtZero::TearDown();
-    }
-
     unsigned texture(int channels = 4, int bits = 8)
     {
         std::vector<unsigned char> pixels(4 * 4 * 4 * 4, 0x40);
@@ -47,8 +33,6 @@ protected:
                                           unsigned(slots.size()), material, error);
     }
 
-    unsigned h = 0;
-    unsigned material = 0;
     char error[kErrorSize] = "";
 };
 

@@ -98,4 +98,25 @@ inline int mesh(unsigned handle, unsigned material, char* error = nullptr)
     return ApiSetupTrianglesGeometry(handle, geoPrimitives0, slots, sizes, 2, material, error);
 }
 
+// An instance on every simulated device with one plain material, destroyed
+// after the test; the books must then be at zero.
+class InstanceTest : public BooksAtZero {
+protected:
+    void SetUp() override
+    {
+        Created c = create();
+        ASSERT_NE(c.handle, 0u) << c.error;
+        h = c.handle;
+        material = plainMaterial(h);
+        ASSERT_NE(material, 0u);
+    }
+    void TearDown() override
+    {
+        EXPECT_TRUE(ApiDestroyPathTracer(h, nullptr));
+        BooksAtZero::TearDown();
+    }
+    unsigned h = 0;
+    unsigned material = 0;
+};
+
 } // namespace t7test
