@@ -1,7 +1,6 @@
 #include "DeviceMemory.h"
 
 #include "CUDABuffer.h"
-#include "DeviceBound.h"
 
 #include <iostream>
 
@@ -19,11 +18,8 @@ DeviceBlock::~DeviceBlock()
     if (!m_ptr)
         return;
     destructorGuard("DeviceBlock", [&] {
-        int current = 0;
-        CUDA_CHECK(cudaGetDevice(&current));
-        CUDA_CHECK(cudaSetDevice(m_device));
+        makeCurrent();
         CUDA_CHECK(cudaFree(reinterpret_cast<void*>(m_ptr)));
-        CUDA_CHECK(cudaSetDevice(current));
     });
 }
 

@@ -2,6 +2,7 @@
 // Device and mapped host memory that releases itself, and the one allocation
 // that places a buffer in device memory and falls back to mapped host memory.
 
+#include "DeviceBound.h"
 #include "optix7.h"
 
 #include <cuda_runtime.h>
@@ -10,9 +11,9 @@
 
 // Device memory released, on its own device, when the block goes (unless it
 // was handed over with release()).
-class DeviceBlock {
+class DeviceBlock : public DeviceBound {
 public:
-    explicit DeviceBlock(int device) : m_device(device) {}
+    explicit DeviceBlock(int device) : DeviceBound("DeviceMemory.cpp", device) {}
     ~DeviceBlock();
     DeviceBlock(const DeviceBlock&) = delete;
     DeviceBlock& operator=(const DeviceBlock&) = delete;
@@ -27,7 +28,6 @@ public:
 
 private:
     CUdeviceptr m_ptr = 0;
-    int m_device;
 };
 
 // Pinned host memory mapped into the device address space, released when the

@@ -167,14 +167,6 @@ cudaError_t cudaSetDevice(int device)
     return cudaResult(e);
 }
 
-cudaError_t cudaGetDevice(int* device)
-{
-    if (!device)
-        return cudaResult(cudaErrorInvalidValue);
-    *device = sim::currentDevice();
-    return cudaSuccess;
-}
-
 cudaError_t cudaMalloc(void** devPtr, size_t size)
 {
     std::lock_guard<std::mutex> guard(lock());
