@@ -69,7 +69,7 @@ public:
 protected:
     // Destructors of geometry do not throw: a failure is printed and ends the process.
     static void releaseOrTerminate(const std::function<void()>& release) noexcept;
-    // Shared by the three kinds: builds `input` with compaction, falling back
+    // Shared by the three kinds: builds the input with compaction, falling back
     // to host scratch memory, then to a build without compaction.
     // `inputsConsumed` runs once a compacting build has used its inputs.
     bool buildAccel(OptixDeviceContext context, const OptixBuildInput& input, bool relocationInfo,
@@ -89,6 +89,7 @@ protected:
     unsigned m_material_id = 0;
     OptixProgramGroup m_radiance_hit_group = nullptr;
     OptixProgramGroup m_occlusion_hit_group = nullptr;
+
 private:
     bool upload(size_t buf_idx, const void* data, size_t count, bool async);
 };
