@@ -57,6 +57,31 @@ public:
     bool sbtDirty() const { return m_sbt_dirty; }
     bool iasDirty() const { return m_ias_dirty; }
 
+    // --- Programs and pipeline (programs/) ---
+    // "file::function" of the camera (ray generation) and miss programs; false
+    // for a reference without both parts. The file is loaded at once.
+    bool setCameraProgram(const std::string& ref);
+    bool setMissProgram(const std::string& ref);
+    void createCameraModule(PathTracerState& state, bool force);
+    void createMissModule(PathTracerState& state, bool force);
+    // The hit groups of every geometry with primitives, or of the placeholder
+    // in an empty scene. Throws "Material not found." for a missing material.
+    void createHitModules(PathTracerState& state, bool force);
+    // Links the device's pipeline from its groups, rebuilding those that are
+    // dirty; false, with nothing touched, while no camera or miss program is set.
+    bool createPipeline(PathTracerState& state);
+    void destroyPipeline(PathTracerState& state);
+    // The pipeline step of a compilation: every device's pipeline when it is
+    // dirty; the program flags are cleared once all devices are done. Prints
+    // "compile: pipelines failed." and gives false when one cannot be linked.
+    bool compilePipelines();
+    // The geometries that take part in the scene on one device, in the order
+    // of the pipeline, the binding table and the instances: custom primitives,
+    // triangles, curves, each by id, those without primitives left out.
+    static std::vector<GeometryBase*> sceneGeometries(PathTracerState& state);
+    bool cameraDirty() const { return m_camera_dirty; }
+    bool missDirty() const { return m_miss_dirty; }
+
     // --- Textures (scene/) ---
     unsigned setupTexture(int width, int height, int channels, int bits, int addressMode,
                           const void* data);
@@ -183,6 +208,12 @@ private:
     bool m_pipeline_dirty = true;
     bool m_sbt_dirty = true;
     bool m_ias_dirty = true; // the instance structure must be rebuilt
+
+    // Camera (ray generation) and miss programs: file, text, entry function.
+    std::string m_camera_file, m_camera_ptx, m_camera_function;
+    bool m_camera_dirty = false;
+    std::string m_miss_file, m_miss_ptx, m_miss_function;
+    bool m_miss_dirty = false;
     unsigned m_backgroundTexture = 0;
     unsigned m_defaultMaterial = 0;
 };

@@ -18,7 +18,17 @@ PathTracerState::~PathTracerState()
     });
     if (!current)
         return;
-    // Scene objects first: they hold modules and device memory of this device.
+    // The pipeline, then the program groups (the geometries' go with them),
+    // then the modules they were made from.
+    destructorGuard("PathTracerState", [&] {
+        if (pipeline)
+            OPTIX_CHECK(optixPipelineDestroy(pipeline));
+    });
+    for (OptixProgramGroup group : {raygen_prog_group, radiance_miss_group, occlusion_miss_group})
+        destructorGuard("PathTracerState", [&] {
+            if (group)
+                OPTIX_CHECK(optixProgramGroupDestroy(group));
+        });
     dummyGeometry.reset();
     primitives.clear();
     triangles.clear();

@@ -219,5 +219,6 @@ void GeometryBase::setConstColor(const float3& color)
 void GeometryBase::setMaterial(unsigned material)
 {
     m_sbt_dirty = material != m_material_id;
+    m_material_switched |= m_sbt_dirty;
     m_material_id = material;
 }

@@ -8,6 +8,9 @@
 #include "core/DeviceBound.h"
 #include "GeometryData.h"
 #include "HitProgram.h"
+#include "Material.h"
+
+#include "programs/Modules.h"
 
 #include "core/optix7.h"
 
@@ -27,6 +30,13 @@ public:
     virtual ~GeometryBase();
     GeometryBase(const GeometryBase&) = delete;
     GeometryBase& operator=(const GeometryBase&) = delete;
+
+    // (Re)creates the radiance and occlusion hit groups when a program of the
+    // material or the intersection changed, a group is missing, the material
+    // was switched, or `force` is set. Always true.
+    bool createHitModules(Modules& modules, Material& material, bool force);
+    OptixProgramGroup radianceHitGroup() const { return m_radiance_hit_group; }
+    OptixProgramGroup occlusionHitGroup() const { return m_occlusion_hit_group; }
 
     // Builds the acceleration structure from the slots; false only when the
     // kind cannot be built. See the build notes in GeometryAccel.cpp.
@@ -67,6 +77,14 @@ public:
     static constexpr const char* kLabel = "Geometry.cpp";
 
 protected:
+    // The intersection program of the kind's hit groups: module and entry
+    // (none for triangles; a built-in module for curves).
+    struct Intersection {
+        OptixModule module;
+        const char* entry;
+    };
+    virtual Intersection intersection(Modules& modules, bool force) = 0;
+    virtual bool intersectionDirty() const { return false; }
     // Destructors of geometry do not throw: a failure is printed and ends the process.
     static void releaseOrTerminate(const std::function<void()>& release) noexcept;
     // Shared by the three kinds: builds the input with compaction, falling back
@@ -89,6 +107,7 @@ protected:
     unsigned m_material_id = 0;
     OptixProgramGroup m_radiance_hit_group = nullptr;
     OptixProgramGroup m_occlusion_hit_group = nullptr;
+    bool m_material_switched = false; // the hit groups name the old material's programs
 
 private:
     bool upload(size_t buf_idx, const void* data, size_t count, bool async);
@@ -99,6 +118,9 @@ public:
     using GeometryBase::GeometryBase;
     bool buildMeshAccel(OptixDeviceContext_t* const& context, bool relocationInfo,
                         bool releaseInputs) override;
+
+protected:
+    Intersection intersection(Modules&, bool) override { return {nullptr, nullptr}; }
 };
 
 class GeometryBSplines : public GeometryBase {
@@ -106,6 +128,9 @@ public:
     using GeometryBase::GeometryBase;
     bool buildMeshAccel(OptixDeviceContext_t* const& context, bool relocationInfo,
                         bool releaseInputs) override;
+
+protected:
+    Intersection intersection(Modules& modules, bool force) override;
 };
 
 class GeometryPrimitives : public GeometryBase {
@@ -128,7 +153,11 @@ public:
     void setDisplacement(unsigned texture, cudaTextureObject_t sampler, int width, int height);
     unsigned displacementTexture() const { return m_displacement_texture; }
     const CuBuffer& aabb() const { return m_aabb; }
-    HitProgram& intersection() { return m_intersection; }
+    HitProgram& intersectionProgram() { return m_intersection; }
+
+protected:
+    Intersection intersection(Modules& modules, bool force) override;
+    bool intersectionDirty() const override { return m_intersection.dirty; }
 
 private:
     CuBuffer m_aabb;

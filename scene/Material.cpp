@@ -74,6 +74,15 @@ void Material::updateParams(const MaterialData& params, const MaterialSamplers& 
     updateTextureSamplers(samplers);
 }
 
+void Material::createHitModules(Modules& modules, bool force)
+{
+    for (HitProgram* program : {&m_radiance, &m_occlusion})
+        if (program->dirty || force) {
+            program->module = modules.getModule(program->file, program->text);
+            program->dirty = false;
+        }
+}
+
 void Material::freeBuffers()
 {
     CUDA_CHECK(cudaFree(reinterpret_cast<void*>(m_params.color_tex)));

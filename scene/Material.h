@@ -7,6 +7,7 @@
 #include "MaterialData.h"
 
 #include "core/DeviceBound.h"
+#include "programs/Modules.h"
 
 #include <string>
 #include <vector>
@@ -37,6 +38,9 @@ public:
     // tex_count changes, then the samplers are copied in.
     void updateParams(const MaterialData& params, const MaterialSamplers& samplers,
                       const MaterialTextureIds& ids);
+    // The modules of the two programs, made when a program is dirty or `force`
+    // is set; the dirty flags are cleared.
+    void createHitModules(Modules& modules, bool force);
     // Frees and allocates the four arrays for tex_count entries each.
     void reallocBuffers();
     // Copies min(tex_count, list size) samplers into each existing array.

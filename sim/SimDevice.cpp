@@ -169,7 +169,7 @@ Records records() { return locked([](State& s) { return s.records; }); }
 
 void clearRecords()
 {
-    locked([](State& s) { s.records = Records{std::move(s.records.contexts), {}, {}, {}, {}}; });
+    locked([](State& s) { s.records = Records{std::move(s.records.contexts), {}, {}, {}, {}, {}, {}}; });
 }
 
 } // namespace sim

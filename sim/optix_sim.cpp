@@ -202,6 +202,7 @@ OptixResult queryFunctionTable(int abiId, unsigned int /*numOptions*/,
     table.optixBuiltinISModuleGet = builtinISModuleGet;
     table.optixModuleDestroy = moduleDestroy;
     fillAccelEntries(table);
+    fillPipelineEntries(table);
     std::memcpy(functionTable, &table, sizeof(table));
     return OPTIX_SUCCESS;
 }

@@ -117,12 +117,34 @@ struct RelocationRecord {
     OptixTraversableHandle target;
     size_t targetSize; // targetAccelSizeInBytes
 };
+// A program group that was created: its kind and its programs, one for
+// ray generation and miss groups, closest hit, any hit and intersection for
+// hit groups (null module and empty name where there is none).
+struct GroupRecord {
+    int device;
+    OptixProgramGroup handle;
+    unsigned kind; // OptixProgramGroupKind
+    OptixModule modules[3];
+    std::string entries[3];
+};
+// A pipeline that was linked: its groups in order and its options.
+struct PipelineRecord {
+    int device;
+    OptixPipeline handle;
+    std::vector<OptixProgramGroup> groups;
+    OptixPipelineLinkOptions link;
+    unsigned usesPrimitiveTypeFlags;
+    std::string launchParamsName;
+};
+
 // What reached the simulated OptiX library, in call order: every context
-// created (destroyed ones included), and the successful module creations,
-// builds, compactions and relocations.
+// created (destroyed ones included), and the successful module and group
+// creations, pipeline links, builds, compactions and relocations.
 struct Records {
     std::vector<ContextRecord> contexts;
     std::vector<ModuleRecord> modules;
+    std::vector<GroupRecord> groups;
+    std::vector<PipelineRecord> pipelines;
     std::vector<BuildRecord> builds;
     std::vector<CompactionRecord> compactions;
     std::vector<RelocationRecord> relocations;

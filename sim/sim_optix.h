@@ -17,5 +17,7 @@ int contextDevice(OptixDeviceContext context);
 
 // Fills the acceleration-structure entries of the table (optix_accel_sim.cpp).
 void fillAccelEntries(OptixFunctionTable& table);
+// Fills the program-group and pipeline entries (optix_pipeline_sim.cpp).
+void fillPipelineEntries(OptixFunctionTable& table);
 
 } // namespace sim

@@ -89,8 +89,9 @@ TEST_F(Boundary, UnknownHandlesGiveTheirUnknownValuesBeforeReadingArguments)
         {"buffers", [](char* e) { return long(DRIVE(ApiUploadGeometryBuffers)(kUnknown, 1, 9, nullptr, nullptr, 9, e)); }},
         {"download", [](char* e) { return long(DRIVE(ApiDownloadGeometryBuffer)(kUnknown, 1, 0, 9, nullptr, e)); }},
         {"delete", [](char* e) { return long(DRIVE(ApiDeleteGeometry)(kUnknown, 1, e)); }},
+        {"miss", [](char* e) { return long(DRIVE(ApiSetMissProgram)(kUnknown, nullptr, e)); }},
     };
-    const long unknown[] = {0, 0, 0, 0, 0, -1, -1, -1, 0, 0, 0, 0, 0, 0, 0};
+    const long unknown[] = {0, 0, 0, 0, 0, -1, -1, -1, 0, 0, 0, 0, 0, 0, 0, 0};
     for (size_t i = 0; i < std::size(cases); ++i) {
         const auto o = run(cases[i].second);
         EXPECT_EQ(o.result, unknown[i]) << cases[i].first;
@@ -136,6 +137,7 @@ TEST_F(Boundary, NullArgumentsAreRefusedByName)
     void* noData[] = {nullptr};
     expectRefused([&](char* e) { return ApiUploadGeometryBuffers(h, g, 3, kSlots, noData, 1, e); }, false, "data");
     expectRefused([&](char* e) { return ApiDownloadGeometryBuffer(h, g, 0, 3, nullptr, e); }, false, "destination");
+    expectRefused([&](char* e) { return ApiSetMissProgram(h, nullptr, e); }, false, "program");
 
     // Empty lists may be null; the calls then go through.
     EXPECT_TRUE(ApiUploadGeometryMeshFaces(h, g, nullptr, 0, nullptr, 0, nullptr));
@@ -220,6 +222,7 @@ TEST_F(Boundary, SuccessClearsAStaleError)
         {"download", [&](char* e) { return ApiDownloadGeometryBuffer(h, unsigned(particles), 0, 3, out, e); }},
         {"delete", [&](char* e) { return ApiDeleteGeometry(h, unsigned(particles), e); }},
         {"compile to ptx", [&](char* e) { return ApiCompileToPtx("dummy7_chit.cu", e) == 0; }},
+        {"miss", [&](char* e) { return ApiSetMissProgram(h, "dummy7_miss.cu::__miss__dummy", e); }},
         {"destroy", [&](char* e) { return ApiDestroyPathTracer(extra, e); }},
     };
     for (const auto& c : cases) {

@@ -519,8 +519,8 @@ TEST_F(GeometryAccel, ChecksQuoteTheTriangleBuildAndLeaveNothing)
 TEST_F(GeometryAccel, CustomPrimitivesBuildFromTheirBoxes)
 {
     GeometryPrimitives g(0, nullptr, 3, geoDummy, 1, "dummy7_isec.cu::__intersection__dummy");
-    EXPECT_EQ(g.intersection().file, "dummy7_isec.cu");
-    EXPECT_EQ(g.intersection().function, "__intersection__dummy");
+    EXPECT_EQ(g.intersectionProgram().file, "dummy7_isec.cu");
+    EXPECT_EQ(g.intersectionProgram().function, "__intersection__dummy");
     ASSERT_TRUE(g.applyPreprocessing());
     const OptixAabb* box = reinterpret_cast<const OptixAabb*>(g.aabb().ptr());
     EXPECT_EQ(box->minX, 0.0f);

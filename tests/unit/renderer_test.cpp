@@ -2,6 +2,7 @@
 // textures and their users on every device, material parameters, set-ups that
 // fail on one device, and the renderer's dirty flags after geometry changes.
 
+#include "core/CUDABuffer.h"
 #include "core/PathTracer.h"
 #include "programs/ProgramFiles.h"
 #include "support.h"
@@ -165,6 +166,166 @@ TEST_F(Renderer, GeometryChangesRaiseTheRightFlags)
     EXPECT_FALSE(m_pt->uploadGeometryMeshNormals(id + 100, v.data(), 3, nullptr, 0));
     EXPECT_FALSE(m_pt->uploadGeometryBSplineIdx(id, nullptr, 0)) << "not a curve";
     EXPECT_EQ(m_pt->getGeometryType(id), geoPrimitives0);
+}
+
+// --- Programs and pipeline ---------------------------------------------------
+
+constexpr const char* kCamera = "dummy7_camera.cu::__raygen__dummy";
+constexpr const char* kMiss = "dummy7_miss.cu::__miss__dummy";
+
+class Pipeline : public Renderer {
+protected:
+    void SetUp() override
+    {
+        Renderer::SetUp();
+        sim::clearRecords();
+        m_material = m_pt->states()[0].materials.begin()->first;
+    }
+    PathTracerState& state(size_t k) { return const_cast<PathTracerState&>(m_pt->states()[k]); }
+    // A geometry of `kind` with `n` elements in slot 0 (and 4 for curves).
+    template <typename Setup> unsigned geometry(Setup setup, size_t n)
+    {
+        const unsigned id = setup();
+        const std::vector<float3> points(n, make_float3(0, 0, 0));
+        if (n)
+            m_pt->uploadGeometryBuffers(id, n, {{0, const_cast<float3*>(points.data())}});
+        return id;
+    }
+    unsigned primitives(size_t n)
+    {
+        return geometry([&] { return m_pt->setupPrimitivesGeometry(geoParticleSet, t7test::kIsec, {{0, 12}}, m_material); }, n);
+    }
+    unsigned triangles(size_t n)
+    {
+        return geometry([&] { return m_pt->setupTrianglesGeometry(geoPrimitives0, {{0, 12}}, m_material); }, n);
+    }
+    unsigned curves(size_t n)
+    {
+        return geometry([&] { return m_pt->setupBSplinesGeometry(geoBSplineCubic, {{0, 12}}, m_material); }, n);
+    }
+    size_t groups(unsigned kind)
+    {
+        size_t n = 0;
+        for (const sim::GroupRecord& g : sim::records().groups)
+            n += g.kind == kind;
+        return n;
+    }
+    unsigned m_material = 0;
+};
+
+TEST_F(Pipeline, AnEmptySceneLinksFiveGroupsWithThePlaceholderLast)
+{
+    EXPECT_FALSE(m_pt->createPipeline(state(0))) << "no camera program yet";
+    EXPECT_FALSE(m_pt->setCameraProgram("dummy7_camera.cu::")) << "not a reference";
+    ASSERT_TRUE(m_pt->setCameraProgram(kCamera));
+    ASSERT_TRUE(m_pt->setMissProgram(kMiss));
+    EXPECT_EQ(t7test::failure([&] { m_pt->setMissProgram("missing7.cu::__miss__x"); }),
+              "ERROR: PathTracer(361): Need .ir, .ptx or .cu source file (missing7.cu).");
+    EXPECT_TRUE(sim::records().pipelines.empty());
+    ASSERT_TRUE(m_pt->compilePipelines());
+    EXPECT_FALSE(m_pt->pipelineDirty() || m_pt->hitDirty() || m_pt->cameraDirty() ||
+                 m_pt->missDirty());
+    ASSERT_EQ(sim::records().pipelines.size(), 2u);
+    for (size_t k = 0; k < 2; ++k) {
+        const sim::PipelineRecord p = sim::records().pipelines[k];
+        const PathTracerState& s = state(k);
+        EXPECT_EQ(p.device, int(k));
+        EXPECT_EQ(p.handle, s.pipeline);
+        EXPECT_EQ(p.groups, (std::vector<OptixProgramGroup>{
+                                s.raygen_prog_group, s.radiance_miss_group, s.occlusion_miss_group,
+                                s.dummyGeometry->radianceHitGroup(),
+                                s.dummyGeometry->occlusionHitGroup()}));
+        EXPECT_EQ(p.link.maxTraceDepth, 2u);
+        EXPECT_EQ(unsigned(p.link.debugLevel), 0x2352u);
+        EXPECT_EQ(p.usesPrimitiveTypeFlags, 0x8000001Fu);
+        EXPECT_EQ(p.launchParamsName, "params");
+    }
+    // Device 0's groups: what each one runs.
+    const std::vector<sim::GroupRecord> g = sim::records().groups;
+    const auto find = [&](OptixProgramGroup h) {
+        for (const sim::GroupRecord& r : g)
+            if (r.handle == h)
+                return r;
+        return sim::GroupRecord{};
+    };
+    const PathTracerState& s = state(0);
+    EXPECT_EQ(find(s.raygen_prog_group).entries[0], "__raygen__dummy");
+    EXPECT_EQ(find(s.radiance_miss_group).entries[0], "__miss__dummy");
+    const sim::GroupRecord occlusionMiss = find(s.occlusion_miss_group);
+    EXPECT_EQ(occlusionMiss.kind, unsigned(OPTIX_PROGRAM_GROUP_KIND_MISS));
+    EXPECT_TRUE(occlusionMiss.modules[0] == nullptr && occlusionMiss.entries[0].empty());
+    for (OptixProgramGroup h : {s.dummyGeometry->radianceHitGroup(), s.dummyGeometry->occlusionHitGroup()}) {
+        const sim::GroupRecord hit = find(h);
+        EXPECT_EQ(hit.kind, unsigned(OPTIX_PROGRAM_GROUP_KIND_HITGROUP));
+        EXPECT_EQ(hit.entries[0], "__closesthit__dummy");
+        EXPECT_TRUE(hit.modules[1] == nullptr && hit.entries[1].empty()) << "no any-hit program";
+        EXPECT_EQ(hit.entries[2], "__intersection__dummy");
+    }
+}
+
+TEST_F(Pipeline, GeometriesLinkInTheCanonicalOrderAndOnlyWhatChangedIsRebuilt)
+{
+    ASSERT_TRUE(m_pt->setCameraProgram(kCamera) && m_pt->setMissProgram(kMiss));
+    // Made out of order; the empty triangle mesh takes no groups.
+    const unsigned c = curves(4), t = triangles(3), empty = triangles(0), p = primitives(2);
+    ASSERT_TRUE(m_pt->compilePipelines());
+    const PathTracerState& s = state(1);
+    std::vector<OptixProgramGroup> expected = {s.raygen_prog_group, s.radiance_miss_group,
+                                               s.occlusion_miss_group};
+    for (const GeometryBase* g : {static_cast<const GeometryBase*>(&s.primitives.at(p)),
+                                  static_cast<const GeometryBase*>(&s.triangles.at(t)),
+                                  static_cast<const GeometryBase*>(&s.curves.at(c))}) {
+        expected.push_back(g->radianceHitGroup());
+        expected.push_back(g->occlusionHitGroup());
+    }
+    EXPECT_EQ(sim::records().pipelines.back().groups, expected);
+    EXPECT_EQ(s.triangles.at(empty).radianceHitGroup(), nullptr);
+    // Intersections: the geometry's own program, none for triangles, built in for curves.
+    for (const sim::GroupRecord& r : sim::records().groups) {
+        if (r.handle == s.primitives.at(p).radianceHitGroup()) {
+            EXPECT_EQ(r.entries[2], "__intersection__dummy");
+        } else if (r.handle == s.triangles.at(t).radianceHitGroup()) {
+            EXPECT_EQ(r.modules[2], nullptr);
+        } else if (r.handle == s.curves.at(c).occlusionHitGroup()) {
+            EXPECT_EQ(r.modules[2], state(1).modules.getBSplineCubeIsModule());
+        }
+    }
+
+    // A new miss program rebuilds the miss groups only.
+    const size_t raygen = groups(OPTIX_PROGRAM_GROUP_KIND_RAYGEN),
+                 hit = groups(OPTIX_PROGRAM_GROUP_KIND_HITGROUP);
+    ASSERT_TRUE(m_pt->setMissProgram(kMiss));
+    EXPECT_TRUE(m_pt->sbtDirty());
+    ASSERT_TRUE(m_pt->compilePipelines());
+    EXPECT_EQ(groups(OPTIX_PROGRAM_GROUP_KIND_RAYGEN), raygen);
+    EXPECT_EQ(groups(OPTIX_PROGRAM_GROUP_KIND_HITGROUP), hit);
+    EXPECT_EQ(groups(OPTIX_PROGRAM_GROUP_KIND_MISS), 8u) << "two per device, twice";
+
+    // Another material rebuilds the hit groups of its geometry only.
+    const unsigned other = m_pt->setupMaterial(t7test::kHit, t7test::kHit, {}, {}, {}, {}, {}, 0);
+    ASSERT_TRUE(m_pt->setupGeometryMaterial(t, other));
+    ASSERT_TRUE(m_pt->compilePipelines());
+    EXPECT_EQ(groups(OPTIX_PROGRAM_GROUP_KIND_HITGROUP), hit + 4);
+    // A material that is not there stops the link.
+    ASSERT_TRUE(m_pt->setupGeometryMaterial(p, 4242));
+    EXPECT_EQ(t7test::failure([&] { m_pt->compilePipelines(); }), "Material not found.");
+}
+
+TEST_F(Pipeline, AFailedGroupCarriesItsLog)
+{
+    ASSERT_TRUE(m_pt->setCameraProgram(kCamera) && m_pt->setMissProgram(kMiss));
+    sim::failNext("optixProgramGroupCreate", OPTIX_ERROR_INVALID_FUNCTION_USE, 2,
+                  std::string(kOptixLogSize + 10, 'x'));
+    const std::string msg = t7test::failure([&] { m_pt->compilePipelines(); });
+    EXPECT_EQ(msg.rfind("OPTIX_ERROR_INVALID_FUNCTION_USE: Optix call 'optixProgramGroupCreate( "
+                        "state.context, &raygen_prog_group_desc, 1, &program_group_options, log, "
+                        "&sizeof_log, &state.raygen_prog_group )' failed: PathTracer.cpp:",
+                        0),
+              0u)
+        << msg;
+    EXPECT_EQ(msg.substr(msg.size() - 12), "<TRUNCATED>\n");
+    EXPECT_TRUE(m_pt->pipelineDirty()) << "tried again next time";
+    ASSERT_TRUE(m_pt->compilePipelines());
 }
 
 } // namespace

@@ -1,0 +1,150 @@
+// Program groups and pipelines of the simulated OptiX library: handles of the
+// context's device, argument checks, and records of what was created.
+
+#include "SimDevice.h"
+#include "sim_optix.h"
+
+#include <cstring>
+
+using sim::lock;
+using sim::state;
+
+namespace {
+
+// Groups and pipelines are heap cells holding their device ordinal, like modules.
+template <typename Handle> Handle newObject(int device)
+{
+    auto* cell = new int(device);
+    state().optixObjects.insert(cell);
+    return reinterpret_cast<Handle>(cell);
+}
+
+bool live(const void* object) { return object && state().optixObjects.count(const_cast<void*>(object)); }
+
+OptixResult release(void* object)
+{
+    if (!live(object))
+        return OPTIX_ERROR_INVALID_VALUE;
+    state().optixObjects.erase(object);
+    delete static_cast<int*>(object);
+    return OPTIX_SUCCESS;
+}
+
+std::string name(const char* entry) { return entry ? entry : ""; }
+
+// A program: a live module with an entry, or neither.
+bool program(OptixModule module, const char* entry)
+{
+    return module ? live(module) && entry && *entry : !entry;
+}
+
+// Built-in intersection modules have no entry; every other program names one.
+bool builtinIs(OptixModule module, const char* entry)
+{
+    return module && live(module) && !entry;
+}
+
+OptixResult groupCreate(OptixDeviceContext context, const OptixProgramGroupDesc* descs,
+                        unsigned int count, const OptixProgramGroupOptions* options,
+                        char* logString, size_t* logStringSize, OptixProgramGroup* groups)
+{
+    std::lock_guard<std::mutex> guard(lock());
+    const int device = sim::contextDevice(context);
+    if (device < 0 || !descs || !count || !options || !groups)
+        return OPTIX_ERROR_INVALID_VALUE;
+    if (const int injected = sim::injected("optixProgramGroupCreate", logString, logStringSize))
+        return OptixResult(injected);
+    std::vector<sim::GroupRecord> made;
+    for (unsigned i = 0; i < count; ++i) {
+        const OptixProgramGroupDesc& d = descs[i];
+        sim::GroupRecord r{device, nullptr, unsigned(d.kind), {}, {}};
+        if (d.kind == OPTIX_PROGRAM_GROUP_KIND_RAYGEN || d.kind == OPTIX_PROGRAM_GROUP_KIND_MISS) {
+            const OptixProgramGroupSingleModule& m = d.raygen; // the same layout as miss
+            if (!program(m.module, m.entryFunctionName) ||
+                (d.kind == OPTIX_PROGRAM_GROUP_KIND_RAYGEN && !m.module))
+                return OPTIX_ERROR_INVALID_VALUE;
+            r.modules[0] = m.module;
+            r.entries[0] = name(m.entryFunctionName);
+        } else if (d.kind == OPTIX_PROGRAM_GROUP_KIND_HITGROUP) {
+            const OptixProgramGroupHitgroup& h = d.hitgroup;
+            if (!program(h.moduleCH, h.entryFunctionNameCH) ||
+                !program(h.moduleAH, h.entryFunctionNameAH) ||
+                !(program(h.moduleIS, h.entryFunctionNameIS) ||
+                  builtinIs(h.moduleIS, h.entryFunctionNameIS)))
+                return OPTIX_ERROR_INVALID_VALUE;
+            r.modules[0] = h.moduleCH;
+            r.modules[1] = h.moduleAH;
+            r.modules[2] = h.moduleIS;
+            r.entries[0] = name(h.entryFunctionNameCH);
+            r.entries[1] = name(h.entryFunctionNameAH);
+            r.entries[2] = name(h.entryFunctionNameIS);
+        } else {
+            return OPTIX_ERROR_INVALID_VALUE; // the library makes no other kind
+        }
+        made.push_back(r);
+    }
+    sim::writeLog("", logString, logStringSize);
+    for (unsigned i = 0; i < count; ++i) {
+        made[i].handle = groups[i] = newObject<OptixProgramGroup>(device);
+        state().records.groups.push_back(made[i]);
+        sim::trace("optix", "optixProgramGroupCreate device=%d kind=0x%x -> 0", device,
+                   made[i].kind);
+    }
+    return OPTIX_SUCCESS;
+}
+
+OptixResult groupDestroy(OptixProgramGroup group)
+{
+    std::lock_guard<std::mutex> guard(lock());
+    SIM_OPTIX_INJECT("optixProgramGroupDestroy");
+    const OptixResult e = release(group);
+    sim::trace("optix", "optixProgramGroupDestroy -> %d", int(e));
+    return e;
+}
+
+OptixResult pipelineCreate(OptixDeviceContext context, const OptixPipelineCompileOptions* compile,
+                           const OptixPipelineLinkOptions* link, const OptixProgramGroup* groups,
+                           unsigned int count, char* logString, size_t* logStringSize,
+                           OptixPipeline* pipeline)
+{
+    std::lock_guard<std::mutex> guard(lock());
+    const int device = sim::contextDevice(context);
+    if (device < 0 || !compile || !link || !groups || !count || !pipeline)
+        return OPTIX_ERROR_INVALID_VALUE;
+    if (const int injected = sim::injected("optixPipelineCreate", logString, logStringSize))
+        return OptixResult(injected);
+    // Every group must be live and of this device.
+    for (unsigned i = 0; i < count; ++i)
+        if (!live(groups[i]) || *reinterpret_cast<const int*>(groups[i]) != device)
+            return OPTIX_ERROR_INVALID_VALUE;
+    sim::writeLog("", logString, logStringSize);
+    *pipeline = newObject<OptixPipeline>(device);
+    state().records.pipelines.push_back(
+        {device, *pipeline, std::vector<OptixProgramGroup>(groups, groups + count), *link,
+         compile->usesPrimitiveTypeFlags, name(compile->pipelineLaunchParamsVariableName)});
+    sim::trace("optix", "optixPipelineCreate device=%d groups=%u -> 0", device, count);
+    return OPTIX_SUCCESS;
+}
+
+OptixResult pipelineDestroy(OptixPipeline pipeline)
+{
+    std::lock_guard<std::mutex> guard(lock());
+    SIM_OPTIX_INJECT("optixPipelineDestroy");
+    const OptixResult e = release(pipeline);
+    sim::trace("optix", "optixPipelineDestroy -> %d", int(e));
+    return e;
+}
+
+} // namespace
+
+namespace sim {
+
+void fillPipelineEntries(OptixFunctionTable& table)
+{
+    table.optixProgramGroupCreate = groupCreate;
+    table.optixProgramGroupDestroy = groupDestroy;
+    table.optixPipelineCreate = pipelineCreate;
+    table.optixPipelineDestroy = pipelineDestroy;
+}
+
+} // namespace sim
