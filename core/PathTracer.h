@@ -75,6 +75,14 @@ public:
     // dirty; the program flags are cleared once all devices are done. Prints
     // "compile: pipelines failed." and gives false when one cannot be linked.
     bool compilePipelines();
+    // Writes the device's binding table: ray generation, two miss records and
+    // two hit records per geometry with primitives (the placeholder's when
+    // there is none), in the pipeline's order. An unknown material id gets a
+    // default material.
+    void createSBT(PathTracerState& state);
+    // The binding-table step of a compilation: every device's table when it
+    // is dirty, then the geometries' and the renderer's flags are cleared.
+    void compileSBT();
     // The geometries that take part in the scene on one device, in the order
     // of the pipeline, the binding table and the instances: custom primitives,
     // triangles, curves, each by id, those without primitives left out.

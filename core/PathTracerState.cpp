@@ -36,10 +36,10 @@ PathTracerState::~PathTracerState()
     materials.clear();
     textures.clear();
     destructorGuard("PathTracerState", [&] { modules.destroy(); });
-    destructorGuard("PathTracerState", [&] {
-        if (d_params)
-            CUDA_CHECK(cudaFree(reinterpret_cast<void*>(d_params)));
-    });
+    for (CUdeviceptr block : {d_params, d_raygen_record, d_miss_records, d_hitgroup_records})
+        destructorGuard("PathTracerState", [&] {
+            CUDA_CHECK(cudaFree(reinterpret_cast<void*>(block)));
+        });
     destructorGuard("PathTracerState", [&] {
         if (stream)
             CUDA_CHECK(cudaStreamDestroy(stream));

@@ -52,6 +52,9 @@ struct PathTracerState {
     OptixProgramGroup radiance_miss_group = nullptr;
     OptixProgramGroup occlusion_miss_group = nullptr;
     OptixShaderBindingTable sbt = {};
+    CUdeviceptr d_raygen_record = 0;
+    CUdeviceptr d_miss_records = 0;
+    CUdeviceptr d_hitgroup_records = 0;
 
     // Samples this device renders per pass, and where they go (see sample buffers).
     int num_samples = 0;

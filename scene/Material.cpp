@@ -48,6 +48,8 @@ Material::~Material()
 
 void Material::release() noexcept
 {
+    if (m_device_idx < 0)
+        return; // a default material holds nothing
     destructorGuard("Material", [this] {
         makeCurrent();
         freeBuffers();

@@ -25,6 +25,8 @@ using MaterialSamplers = MaterialTextureLists<cudaTextureObject_t>;
 
 class Material : public DeviceBound {
 public:
+    // The default parameters, no textures and no programs, on no device.
+    Material() : DeviceBound(kLabel) {}
     // Stores everything and allocates and fills the texture arrays; a failure
     // releases what was allocated before it.
     Material(int device, cudaStream_t stream, const MaterialData& params,
@@ -58,6 +60,7 @@ public:
 private:
     void freeBuffers();
     void release() noexcept;
+
 
     MaterialData m_params;
     MaterialSamplers m_samplers;

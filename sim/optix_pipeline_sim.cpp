@@ -135,12 +135,26 @@ OptixResult pipelineDestroy(OptixPipeline pipeline)
     return e;
 }
 
+// The header names its group: sim::kRecordMagic, then the group's handle.
+OptixResult packHeader(OptixProgramGroup group, void* header)
+{
+    std::lock_guard<std::mutex> guard(lock());
+    SIM_OPTIX_INJECT("optixSbtRecordPackHeader");
+    if (!live(group) || !header)
+        return OPTIX_ERROR_INVALID_VALUE;
+    const unsigned long long words[4] = {sim::kRecordMagic,
+                                         reinterpret_cast<unsigned long long>(group), 0, 0};
+    std::memcpy(header, words, sizeof(words));
+    return OPTIX_SUCCESS;
+}
+
 } // namespace
 
 namespace sim {
 
 void fillPipelineEntries(OptixFunctionTable& table)
 {
+    table.optixSbtRecordPackHeader = packHeader;
     table.optixProgramGroupCreate = groupCreate;
     table.optixProgramGroupDestroy = groupDestroy;
     table.optixPipelineCreate = pipelineCreate;

@@ -127,6 +127,10 @@ struct GroupRecord {
     OptixModule modules[3];
     std::string entries[3];
 };
+// The first word of a binding-table record header packed by the simulated
+// OptiX; the second word is the group's handle.
+constexpr unsigned long long kRecordMagic = 0x5452565853425452ull;
+
 // A pipeline that was linked: its groups in order and its options.
 struct PipelineRecord {
     int device;

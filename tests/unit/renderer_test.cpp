@@ -4,6 +4,7 @@
 
 #include "core/CUDABuffer.h"
 #include "core/PathTracer.h"
+#include "programs/BindingTable.h"
 #include "programs/ProgramFiles.h"
 #include "support.h"
 
@@ -326,6 +327,78 @@ TEST_F(Pipeline, AFailedGroupCarriesItsLog)
     EXPECT_EQ(msg.substr(msg.size() - 12), "<TRUNCATED>\n");
     EXPECT_TRUE(m_pt->pipelineDirty()) << "tried again next time";
     ASSERT_TRUE(m_pt->compilePipelines());
+}
+
+// The group a record header was packed from.
+OptixProgramGroup headerGroup(const void* record)
+{
+    unsigned long long words[2];
+    std::memcpy(words, record, sizeof words);
+    return words[0] == sim::kRecordMagic ? reinterpret_cast<OptixProgramGroup>(words[1]) : nullptr;
+}
+
+TEST_F(Pipeline, BindingTablesFollowThePipelineOrder)
+{
+    ASSERT_TRUE(m_pt->setCameraProgram(kCamera) && m_pt->setMissProgram(kMiss));
+    ASSERT_TRUE(m_pt->compilePipelines());
+    m_pt->compileSBT();
+    for (size_t k = 0; k < 2; ++k) {
+        const PathTracerState& s = state(k);
+        EXPECT_EQ(s.sbt.raygenRecord, s.d_raygen_record);
+        EXPECT_EQ(headerGroup(reinterpret_cast<void*>(s.sbt.raygenRecord)), s.raygen_prog_group);
+        EXPECT_EQ(s.sbt.exceptionRecord, 0u);
+        EXPECT_EQ(s.sbt.missRecordStrideInBytes, 48u);
+        EXPECT_EQ(s.sbt.missRecordCount, 2u);
+        const auto* miss = reinterpret_cast<const MissRecord*>(s.sbt.missRecordBase);
+        EXPECT_EQ(headerGroup(&miss[0]), s.radiance_miss_group);
+        EXPECT_EQ(headerGroup(&miss[1]), s.occlusion_miss_group);
+        EXPECT_EQ(s.sbt.hitgroupRecordStrideInBytes, 272u);
+        ASSERT_EQ(s.sbt.hitgroupRecordCount, 2u) << "the placeholder's two records";
+        const auto* hit = reinterpret_cast<const HitGroupRecord*>(s.sbt.hitgroupRecordBase);
+        EXPECT_EQ(headerGroup(&hit[1]), s.dummyGeometry->occlusionHitGroup());
+        EXPECT_EQ(std::memcmp(&hit[0].data.geometry, std::string(112, '\0').data(), 112), 0)
+            << "the placeholder's geometry record stays zero";
+        EXPECT_EQ(std::memcmp(&hit[0].data.material, &s.materials.at(m_material).params(), 128), 0);
+    }
+    EXPECT_FALSE(m_pt->sbtDirty());
+
+    // Two geometries with primitives, one of them with a material nobody made.
+    const unsigned t = triangles(3), p = primitives(2);
+    ASSERT_TRUE(m_pt->compilePipelines());
+    ASSERT_TRUE(m_pt->setupGeometryMaterial(t, 4242)); // after linking: only the table sees it
+    m_pt->compileSBT();
+    const MaterialData defaults;
+    for (size_t k = 0; k < 2; ++k) {
+        const PathTracerState& s = state(k);
+        ASSERT_EQ(s.sbt.hitgroupRecordCount, 4u);
+        const auto* hit = reinterpret_cast<const HitGroupRecord*>(s.sbt.hitgroupRecordBase);
+        const GeometryBase* order[] = {&s.primitives.at(p), &s.primitives.at(p), &s.triangles.at(t),
+                                       &s.triangles.at(t)};
+        for (size_t r = 0; r < 4; ++r) {
+            EXPECT_EQ(headerGroup(&hit[r]), r % 2 ? order[r]->occlusionHitGroup()
+                                                 : order[r]->radianceHitGroup());
+            EXPECT_EQ(std::memcmp(&hit[r].data.geometry, &order[r]->data(), 112), 0) << r;
+        }
+        EXPECT_EQ(std::memcmp(&hit[0].data.material, &s.materials.at(m_material).params(), 128), 0);
+        EXPECT_EQ(std::memcmp(&hit[3].data.material, &defaults, 128), 0) << "a default material";
+        EXPECT_EQ(s.materials.count(4242), 1u) << "kept from now on";
+        EXPECT_FALSE(s.triangles.at(t).m_sbt_dirty);
+    }
+}
+
+TEST_F(Pipeline, ABindingTableFailureNamesItsCall)
+{
+    ASSERT_TRUE(m_pt->setCameraProgram(kCamera) && m_pt->setMissProgram(kMiss));
+    ASSERT_TRUE(m_pt->compilePipelines());
+    sim::failNext("cudaMalloc", cudaErrorMemoryAllocation, 2);
+    EXPECT_EQ(t7test::failure([&] { m_pt->compileSBT(); })
+                  .rfind("CUDA call (cudaMalloc( reinterpret_cast<void**>(&d_hitgroup_records), "
+                         "hitgroup_record_size * hitgroup_records.size() ) ) failed",
+                         0),
+              0u);
+    EXPECT_TRUE(m_pt->sbtDirty());
+    m_pt->compileSBT();
+    EXPECT_FALSE(m_pt->sbtDirty());
 }
 
 } // namespace
