@@ -7,6 +7,12 @@
 
 extern "C" {
 
+int ApiCompile(unsigned int handle, char* error)
+{
+    return catching(handle, error, 0x500, 0x901,
+                    [](PathTracer& pt) { return pt.compileScene() ? 1 : 0; });
+}
+
 bool ApiSetMissProgram(unsigned int handle, const char* program, char* error)
 {
     return catching(handle, error, false, false, [&](PathTracer& pt) {

@@ -66,6 +66,7 @@ void reportDestructorFailure(const char* owner, const char* text) noexcept
 
 void throwCudaCallFailed(const char* call, cudaError_t error, const char* label, int line)
 {
+    cudaGetLastError(); // reported here, so no later check reports it again
     std::stringstream ss;
     ss << "CUDA call (" << call << " ) failed with error: '" << cudaGetErrorString(error) << "' ("
        << label << ":" << line << ")\n";

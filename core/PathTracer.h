@@ -90,6 +90,24 @@ public:
     bool cameraDirty() const { return m_camera_dirty; }
     bool missDirty() const { return m_miss_dirty; }
 
+    // --- Acceleration structures (programs/) ---
+    // Builds every geometry whose structure is stale (boxes first for custom
+    // primitives), or the placeholder in an empty scene; recounts the
+    // geometries with primitives. False when one cannot be built.
+    bool buildGAS(PathTracerState& state, bool relocatable);
+    // Gives dst copies of src's structures, building locally (and clearing
+    // `relocated`) where a copy is not compatible. False when src lacks one.
+    bool relocateGAS(const PathTracerState& src, PathTracerState& dst, bool& relocated);
+    // The instance structure over the device's geometry structures.
+    void buildIAS(PathTracerState& state, bool relocatable);
+    // False, with nothing done, when dst cannot take src's instance structure.
+    bool relocateIAS(const PathTracerState& src, PathTracerState& dst);
+
+    // --- Compilation (core/) ---
+    // Brings structures, pipelines and binding tables up to date on every
+    // device; false, with its line printed, when a step fails.
+    bool compileScene();
+
     // --- Textures (scene/) ---
     unsigned setupTexture(int width, int height, int channels, int bits, int addressMode,
                           const void* data);
@@ -190,6 +208,12 @@ private:
     bool uploadAttributes(std::map<unsigned, Geometry> PathTracerState::*kind, unsigned id,
                           std::initializer_list<SlotData> slots);
     void startDevice(PathTracerState& state, int ordinal, int logLevel);
+    // Waits for every device (the synchronise check).
+    void syncAllDevices();
+    // Builds one geometry's structure; custom primitives compute their boxes first.
+    bool buildGeometry(GeometryBase& geometry, OptixDeviceContext context, bool relocatable);
+    // The traversable handles of the instances, in instance order.
+    static std::vector<OptixTraversableHandle> instanceHandles(PathTracerState& state);
 
     // Process-wide start-up state, never reset.
     static bool _optixInitialized;

@@ -36,7 +36,8 @@ PathTracerState::~PathTracerState()
     materials.clear();
     textures.clear();
     destructorGuard("PathTracerState", [&] { modules.destroy(); });
-    for (CUdeviceptr block : {d_params, d_raygen_record, d_miss_records, d_hitgroup_records})
+    for (CUdeviceptr block :
+         {d_params, d_raygen_record, d_miss_records, d_hitgroup_records, d_ias_output_buffer})
         destructorGuard("PathTracerState", [&] {
             CUDA_CHECK(cudaFree(reinterpret_cast<void*>(block)));
         });

@@ -70,6 +70,8 @@ public:
     CUdeviceptr gasBuffer() const { return m_gas_output_buffer; }
     size_t gasBufferSize() const { return m_gas_buffer_size; }
     const OptixRelocationInfo& gasInfo() const { return m_gas_info; }
+    // The object-to-world matrix, 4x4 row-major; instances take its first three rows.
+    const float* transform() const { return m_transform; }
 
     bool m_accel_dirty = false;
     bool m_sbt_dirty = false;
@@ -148,6 +150,8 @@ public:
     bool applyPreprocessing();
     // Takes the boxes computed for the same geometry on another device.
     bool relocateAabb(const GeometryPrimitives& src);
+    // Frees the boxes once no build needs them.
+    void releaseBoxes() { m_aabb.free(); }
 
     // The displacement texture's sampler and size go into the record.
     void setDisplacement(unsigned texture, cudaTextureObject_t sampler, int width, int height);

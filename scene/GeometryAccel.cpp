@@ -207,6 +207,9 @@ bool GeometryBase::relocateMeshAccel(const GeometryBase& srcGeom,
         return false; // the caller builds on this device instead
 
     freeAccel();
+    // A copy has its source's primitives (the placeholder counts its box only
+    // where the box was computed).
+    m_data.n_primitives = srcGeom.m_data.n_primitives;
     if (m_data.n_primitives == 0)
         return true;
     const size_t bytes = roundUp8(srcGeom.m_gas_buffer_size);

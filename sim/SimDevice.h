@@ -63,7 +63,8 @@ struct Structure {
     size_t size;
     size_t compactedSize;
     unsigned buildFlags;
-    unsigned inputType; // OptixBuildInputType
+    unsigned inputType;    // OptixBuildInputType
+    unsigned numInstances; // instance structures only
 };
 
 // A failure waiting for the next calls of one function.

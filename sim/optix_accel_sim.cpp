@@ -45,6 +45,8 @@ size_t primitives(const OptixBuildInput& in)
         return in.curveArray.numPrimitives;
     case OPTIX_BUILD_INPUT_TYPE_CUSTOM_PRIMITIVES:
         return in.customPrimitiveArray.numPrimitives;
+    case OPTIX_BUILD_INPUT_TYPE_INSTANCES:
+        return in.instanceArray.numInstances;
     default:
         return 0;
     }
@@ -58,7 +60,8 @@ OptixResult checkInputs(const OptixAccelBuildOptions* options, const OptixBuildI
     n = inputs && numInputs == 1 ? primitives(inputs[0]) : 0;
     const bool supported = inputs && (inputs->type == OPTIX_BUILD_INPUT_TYPE_TRIANGLES ||
                                       inputs->type == OPTIX_BUILD_INPUT_TYPE_CURVES ||
-                                      inputs->type == OPTIX_BUILD_INPUT_TYPE_CUSTOM_PRIMITIVES);
+                                      inputs->type == OPTIX_BUILD_INPUT_TYPE_CUSTOM_PRIMITIVES ||
+                                      inputs->type == OPTIX_BUILD_INPUT_TYPE_INSTANCES);
     return options && supported && numInputs == 1 &&
                    options->operation == OPTIX_BUILD_OPERATION_BUILD &&
                    options->motionOptions.numKeys <= 1
@@ -108,6 +111,13 @@ unsigned long long serialOf(OptixTraversableHandle handle)
     return header[1];
 }
 
+// A structure of `device`, or 0 (an instance may refer to none).
+bool handleOn(OptixTraversableHandle handle, int device)
+{
+    const unsigned long long serial = serialOf(handle);
+    return !handle || (serial && state().structures[serial - 1].device == device);
+}
+
 OptixTraversableHandle makeStructure(const sim::Structure& s)
 {
     state().structures.push_back(s);
@@ -119,7 +129,7 @@ OptixTraversableHandle makeStructure(const sim::Structure& s)
 size_t orNatural(unsigned stride, size_t natural) { return stride ? stride : natural; }
 
 // The device buffers an input names. Inputs without primitives may leave them null.
-bool checkBuffers(const OptixBuildInput& in, int device)
+bool checkBuffers(const OptixBuildInput& in, int device, std::vector<OptixInstance>& instances)
 {
     size_t n = primitives(in);
     if (n == 0)
@@ -155,6 +165,19 @@ bool checkBuffers(const OptixBuildInput& in, int device)
                reachable(p.aabbBuffers[0], n * orNatural(p.strideInBytes, sizeof(OptixAabb)),
                          device, true) &&
                p.flags && p.numSbtRecords >= 1;
+    }
+    case OPTIX_BUILD_INPUT_TYPE_INSTANCES: {
+        // 80-byte instances, each referring to a structure of this device (or none).
+        const OptixBuildInputInstanceArray& a = in.instanceArray;
+        if (a.instanceStride || !aligned(a.instances, OPTIX_INSTANCE_BYTE_ALIGNMENT) ||
+            !reachable(a.instances, n * sizeof(OptixInstance), device, true))
+            return false;
+        instances.resize(n);
+        std::memcpy(instances.data(), reinterpret_cast<void*>(a.instances), n * sizeof(OptixInstance));
+        for (const OptixInstance& instance : instances)
+            if (!handleOn(instance.traversableHandle, device))
+                return false;
+        return true;
     }
     default:
         return false;
@@ -257,7 +280,7 @@ OptixResult accelBuild(OptixDeviceContext context, CUstream stream,
                 overlap(p, 8, temp, tempSize))
                 return OPTIX_ERROR_INVALID_VALUE;
         }
-        if (!checkBuffers(inputs[0], device))
+        if (!checkBuffers(inputs[0], device, r.instances))
             return OPTIX_ERROR_INVALID_VALUE;
 
         sim::Structure s{device,
@@ -265,7 +288,8 @@ OptixResult accelBuild(OptixDeviceContext context, CUstream stream,
                          sizes.outputSizeInBytes,
                          state().compactionSaves ? compactedBytes(n) : sizes.outputSizeInBytes,
                          options->buildFlags,
-                         unsigned(inputs[0].type)};
+                         unsigned(inputs[0].type),
+                         unsigned(r.instances.size())};
         *outputHandle = makeStructure(s);
         for (unsigned i = 0; i < numEmitted; ++i) {
             unsigned long long compacted = s.compactedSize;
@@ -389,9 +413,25 @@ OptixResult accelRelocate(OptixDeviceContext context, CUstream stream,
         std::memcpy(header, reinterpret_cast<void*>(target), sizeof(header));
         if (header[0] != sim::kStructureMagic || header[1] != info->info[2])
             return OPTIX_ERROR_INVALID_VALUE;
-        // Geometry structures relocate without inputs.
-        if (numInputs || inputs)
-            return OPTIX_ERROR_INVALID_VALUE;
+        // Geometry structures relocate without inputs; an instance structure
+        // takes one with as many handles, each a structure of the target device.
+        if (s.inputType != OPTIX_BUILD_INPUT_TYPE_INSTANCES) {
+            if (numInputs || inputs)
+                return OPTIX_ERROR_INVALID_VALUE;
+        } else {
+            if (numInputs != 1 || !inputs || inputs->type != OPTIX_BUILD_INPUT_TYPE_INSTANCES ||
+                inputs->instanceArray.numInstances != s.numInstances)
+                return OPTIX_ERROR_INVALID_VALUE;
+            const CUdeviceptr handles = inputs->instanceArray.traversableHandles;
+            if (!reachable(handles, s.numInstances * sizeof(OptixTraversableHandle), device, true))
+                return OPTIX_ERROR_INVALID_VALUE;
+            r.instanceHandles.resize(s.numInstances);
+            std::memcpy(r.instanceHandles.data(), reinterpret_cast<void*>(handles),
+                        s.numInstances * sizeof(OptixTraversableHandle));
+            for (OptixTraversableHandle h : r.instanceHandles)
+                if (!handleOn(h, device))
+                    return OPTIX_ERROR_INVALID_VALUE;
+        }
         r.device = device;
         r.source = s.address;
         r.targetSize = targetSize;

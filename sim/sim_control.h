@@ -98,6 +98,7 @@ struct BuildRecord {
     CUdeviceptr widthBuffer;  // first width buffer (curves), else 0
     CUdeviceptr aabbBuffer;   // first box buffer (custom primitives), else 0
     std::vector<unsigned> flags; // triangles, custom: numSbtRecords words; curves: the flag
+    std::vector<OptixInstance> instances; // instance structures: the instances as built
     size_t tempSize;   // tempBufferSizeInBytes
     bool tempPinned;   // the temp buffer was mapped pinned host memory
     size_t outputSize; // outputBufferSizeInBytes
@@ -116,6 +117,7 @@ struct RelocationRecord {
     OptixTraversableHandle source;
     OptixTraversableHandle target;
     size_t targetSize; // targetAccelSizeInBytes
+    std::vector<OptixTraversableHandle> instanceHandles; // instance structures: the new handles
 };
 // A program group that was created: its kind and its programs, one for
 // ray generation and miss groups, closest hit, any hit and intersection for

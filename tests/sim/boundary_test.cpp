@@ -90,8 +90,9 @@ TEST_F(Boundary, UnknownHandlesGiveTheirUnknownValuesBeforeReadingArguments)
         {"download", [](char* e) { return long(DRIVE(ApiDownloadGeometryBuffer)(kUnknown, 1, 0, 9, nullptr, e)); }},
         {"delete", [](char* e) { return long(DRIVE(ApiDeleteGeometry)(kUnknown, 1, e)); }},
         {"miss", [](char* e) { return long(DRIVE(ApiSetMissProgram)(kUnknown, nullptr, e)); }},
+        {"compile", [](char* e) { return long(DRIVE(ApiCompile)(kUnknown, e)); }},
     };
-    const long unknown[] = {0, 0, 0, 0, 0, -1, -1, -1, 0, 0, 0, 0, 0, 0, 0, 0};
+    const long unknown[] = {0, 0, 0, 0, 0, -1, -1, -1, 0, 0, 0, 0, 0, 0, 0, 0, 0x500};
     for (size_t i = 0; i < std::size(cases); ++i) {
         const auto o = run(cases[i].second);
         EXPECT_EQ(o.result, unknown[i]) << cases[i].first;
@@ -223,6 +224,8 @@ TEST_F(Boundary, SuccessClearsAStaleError)
         {"delete", [&](char* e) { return ApiDeleteGeometry(h, unsigned(particles), e); }},
         {"compile to ptx", [&](char* e) { return ApiCompileToPtx("dummy7_chit.cu", e) == 0; }},
         {"miss", [&](char* e) { return ApiSetMissProgram(h, "dummy7_miss.cu::__miss__dummy", e); }},
+        // No camera program yet: the pipelines fail without an exception.
+        {"compile", [&](char* e) { return ApiCompile(h, e) == 0; }},
         {"destroy", [&](char* e) { return ApiDestroyPathTracer(extra, e); }},
     };
     for (const auto& c : cases) {

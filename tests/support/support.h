@@ -33,7 +33,12 @@ inline std::string failure(const std::function<void()>& call)
 inline std::string printed(const std::function<void()>& call)
 {
     testing::internal::CaptureStdout();
-    call();
+    try {
+        call();
+    } catch (...) {
+        testing::internal::GetCapturedStdout();
+        throw;
+    }
     return testing::internal::GetCapturedStdout();
 }
 

@@ -21,13 +21,14 @@ protected:
         t7test::printed([&] {
             m_pt.reset(new PathTracer(64, 48, READBACK_RGBA8, {}, {}, {}, {}, {}, {}, {}, 0));
         });
-        ASSERT_EQ(m_pt->states().size(), 2u) << "run with two simulated devices";
+        ASSERT_EQ(m_pt->states().size(), devices()) << "run with other simulated devices";
     }
     void TearDown() override
     {
         m_pt.reset();
         BooksAtZero::TearDown();
     }
+    virtual size_t devices() const { return 2; }
 
     unsigned texture(int width, int height)
     {
@@ -192,9 +193,14 @@ protected:
             m_pt->uploadGeometryBuffers(id, n, {{0, const_cast<float3*>(points.data())}});
         return id;
     }
+    // Spheres: centres in slot 0, radii in slot 4.
     unsigned primitives(size_t n)
     {
-        return geometry([&] { return m_pt->setupPrimitivesGeometry(geoParticleSet, t7test::kIsec, {{0, 12}}, m_material); }, n);
+        const unsigned id = geometry([&] { return m_pt->setupPrimitivesGeometry(geoParticleSet, t7test::kIsec, {{0, 12}, {4, 4}}, m_material); }, n);
+        const std::vector<float> radii(n, 1.0f);
+        if (n)
+            m_pt->uploadGeometryBuffers(id, n, {{4, const_cast<float*>(radii.data())}});
+        return id;
     }
     unsigned triangles(size_t n)
     {
@@ -399,6 +405,145 @@ TEST_F(Pipeline, ABindingTableFailureNamesItsCall)
     EXPECT_TRUE(m_pt->sbtDirty());
     m_pt->compileSBT();
     EXPECT_FALSE(m_pt->sbtDirty());
+}
+
+// --- Compilation -------------------------------------------------------------
+
+class Compile : public Pipeline {
+protected:
+    void SetUp() override
+    {
+        Pipeline::SetUp();
+        ASSERT_TRUE(m_pt->setCameraProgram(kCamera) && m_pt->setMissProgram(kMiss));
+    }
+    // The instance build of a device.
+    static sim::BuildRecord ias(int device)
+    {
+        for (const sim::BuildRecord& b : sim::records().builds)
+            if (b.device == device && b.input.type == OPTIX_BUILD_INPUT_TYPE_INSTANCES)
+                return b;
+        return {};
+    }
+    static size_t relocations(int device)
+    {
+        size_t n = 0;
+        for (const sim::RelocationRecord& r : sim::records().relocations)
+            n += r.device == device;
+        return n;
+    }
+};
+
+TEST_F(Compile, AnEmptySceneHasThePlaceholderInstanceOnEveryDevice)
+{
+    ASSERT_TRUE(m_pt->compileScene());
+    const sim::BuildRecord primary = ias(0);
+    ASSERT_EQ(primary.instances.size(), 1u);
+    const OptixInstance& i = primary.instances[0];
+    EXPECT_EQ(i.traversableHandle, state(0).dummyGeometry->gasHandle());
+    EXPECT_EQ(i.instanceId + i.sbtOffset + i.flags, 0u);
+    EXPECT_EQ(i.visibilityMask, 1u);
+    const float identity[12] = {1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0};
+    EXPECT_EQ(std::memcmp(i.transform, identity, sizeof identity), 0);
+    EXPECT_EQ(primary.options.buildFlags, 0u);
+    // Device 1's structures are relocated copies carrying its own handles.
+    const sim::RelocationRecord r = sim::records().relocations.back();
+    EXPECT_EQ(r.device, 1);
+    EXPECT_EQ(r.instanceHandles, std::vector<OptixTraversableHandle>{state(1).dummyGeometry->gasHandle()});
+    EXPECT_EQ(relocations(1), 2u) << "the placeholder's structure and the instances";
+    for (size_t k = 0; k < 2; ++k) {
+        EXPECT_EQ(state(k).params.handle, state(k).ias_handle);
+        EXPECT_EQ(state(k).sbt.hitgroupRecordCount, 2u);
+    }
+    // Nothing changed, nothing done.
+    sim::clearJournal();
+    ASSERT_TRUE(m_pt->compileScene());
+    EXPECT_EQ(sim::journal(), std::vector<std::string>{});
+}
+
+TEST_F(Compile, InstancesTakeTheirIdsAndTwoRecordsEach)
+{
+    const unsigned a = triangles(3), empty = triangles(0), b = primitives(2), c = curves(4);
+    ASSERT_TRUE(m_pt->compileScene());
+    for (int device : {0, 1}) {
+        const std::vector<GeometryBase*> order = PathTracer::sceneGeometries(state(device));
+        ASSERT_EQ(order.size(), 3u);
+        EXPECT_EQ(order[0]->id(), b);
+        EXPECT_EQ(order[1]->id(), a) << "the empty mesh " << empty << " takes no instance";
+        EXPECT_EQ(order[2]->id(), c);
+        if (device == 0) {
+            const std::vector<OptixInstance> instances = ias(0).instances;
+            ASSERT_EQ(instances.size(), 3u);
+            for (unsigned k = 0; k < 3; ++k) {
+                EXPECT_EQ(instances[k].instanceId, order[k]->id());
+                EXPECT_EQ(instances[k].sbtOffset, 2 * k);
+                EXPECT_EQ(instances[k].traversableHandle, order[k]->gasHandle());
+            }
+        } else {
+            std::vector<OptixTraversableHandle> handles;
+            for (const GeometryBase* g : order)
+                handles.push_back(g->gasHandle());
+            EXPECT_EQ(sim::records().relocations.back().instanceHandles, handles);
+            EXPECT_EQ(relocations(1), 4u) << "three geometry structures and the instances";
+        }
+        EXPECT_EQ(state(device).sbt.hitgroupRecordCount, 6u);
+    }
+    // The primary's boxes were released once the copies were made.
+    EXPECT_EQ(state(0).primitives.at(b).aabb().ptr(), 0u);
+}
+
+TEST_F(Compile, EachFailingStepSaysSo)
+{
+    // A kind without a box kernel cannot be preprocessed.
+    const unsigned bad = m_pt->setupPrimitivesGeometry(geoParallelepipeds2, t7test::kIsec, {{0, 12}}, m_material);
+    const std::vector<float3> points(2, make_float3(0, 0, 0));
+    m_pt->uploadGeometryBuffers(bad, 2, {{0, const_cast<float3*>(points.data())}});
+    EXPECT_EQ(t7test::printed([&] { EXPECT_FALSE(m_pt->compileScene()); }),
+              "compile: preprocessing/GAS failed on primary dev.\n");
+    // A new instance has no camera program to link.
+    t7test::printed([&] { m_pt.reset(new PathTracer(64, 48, READBACK_RGBA8, {}, {}, {}, {}, {}, {}, {}, 0)); });
+    EXPECT_EQ(t7test::printed([&] { EXPECT_FALSE(m_pt->compileScene()); }),
+              "compile: pipelines failed.\n");
+}
+
+// TREVIX7_SIM_DEVICES=860,750: nothing can be copied to the older device.
+class CompileMixed : public Compile {
+};
+
+TEST_F(CompileMixed, TheOlderDeviceBuildsItsOwnStructures)
+{
+    const unsigned t = triangles(3);
+    ASSERT_TRUE(m_pt->compileScene());
+    EXPECT_EQ(relocations(1), 0u);
+    EXPECT_EQ(ias(1).instances.size(), 1u) << "built, not relocated";
+    bool localMesh = false;
+    for (const sim::BuildRecord& b : sim::records().builds)
+        localMesh |= b.device == 1 && b.input.type == OPTIX_BUILD_INPUT_TYPE_TRIANGLES;
+    EXPECT_TRUE(localMesh);
+    EXPECT_EQ(state(1).params.handle, state(1).ias_handle);
+
+    // A geometry that cannot be built on the older device stops there.
+    const unsigned p = primitives(2);
+    state(1).primitives.at(p).freeBuffer(geoBufNormalIndices); // no radii there
+    state(1).primitives.at(p).m_accel_dirty = true;
+    EXPECT_EQ(t7test::printed([&] { EXPECT_FALSE(m_pt->compileScene()); }),
+              "compile: preprocessing/GAS failed on secondary dev.\n")
+        << t;
+}
+
+// TREVIX7_SIM_DEVICES=860: one device relocates nothing and builds nothing relocatable.
+class CompileSingle : public Compile {
+protected:
+    size_t devices() const override { return 1; }
+};
+
+TEST_F(CompileSingle, NothingIsRelocatable)
+{
+    primitives(2);
+    sim::clearJournal();
+    ASSERT_TRUE(m_pt->compileScene());
+    EXPECT_TRUE(sim::records().relocations.empty());
+    for (const std::string& line : sim::journal())
+        EXPECT_EQ(line.find("RelocationInfo"), std::string::npos) << line;
 }
 
 } // namespace
