@@ -1,27 +1,11 @@
 /* The public header compiles as C99 and as C++17 (this file is built as
- * both), with the record layouts and entry-point signatures hosts rely on.
+ * both), with the values and entry-point signatures hosts rely on.
  * Compile-only check. */
 #include "trevix7.h"
 
 #include <stddef.h>
 
-/* Records embed with the offsets of the CUDA vector types. */
-struct VectorLayout {
-    char c0;
-    trevix7_float2 f2;
-    char c1;
-    trevix7_float4 f4;
-    char c2;
-    trevix7_uint2 u2;
-    char c3;
-    trevix7_float3 f3;
-    trevix7_uint3 u3;
-};
-TREVIX7_STATIC_ASSERT(offsetof(struct VectorLayout, f2) == 8, "float2 offset");
-TREVIX7_STATIC_ASSERT(offsetof(struct VectorLayout, f4) == 32, "float4 offset");
-TREVIX7_STATIC_ASSERT(offsetof(struct VectorLayout, u2) == 56, "uint2 offset");
-TREVIX7_STATIC_ASSERT(offsetof(struct VectorLayout, f3) == 68, "float3 offset");
-TREVIX7_STATIC_ASSERT(offsetof(struct VectorLayout, u3) == 80, "uint3 offset");
+/* Values hosts compare against. */
 TREVIX7_STATIC_ASSERT(READBACK_BGRA32 == 6 && POSTPROC_DENOISER_UP2 == 9, "enumeration values");
 TREVIX7_STATIC_ASSERT(geoBSplineCatmullRom == 15 && geoDummy == 127 && nGeoBuffers == 7,
                       "enumeration values");

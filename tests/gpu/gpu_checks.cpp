@@ -1,12 +1,12 @@
-// Checks on a real GPU: OptiX start-up through our own declarations, a device
-// context, modules from our own PTX and built in, an instance created through
-// the entry points, and scene content: textures, acceleration builds of every
-// kind, boxes computed on the device, relocation between two contexts.
+// Checks on a real GPU: OptiX start-up through our own declarations and a
+// device context, textures of every format, and whole scenes (acceleration
+// builds of every kind, boxes computed on the device, relocation between two
+// contexts) compiled with our own programs on one device and on {0, 0}.
 // Prints one line per check and "N passed, N failed".
 
 #include "core/CUDABuffer.h"
 #include "core/OptixLoader.h"
-#include "programs/Modules.h"
+#include "core/PathTracer.h"
 #include "programs/ProgramFiles.h"
 #include "scene/Geometry.h"
 #include "scene/Texture.h"
@@ -35,7 +35,7 @@ bool check(bool ok, const std::string& what)
     return ok;
 }
 
-void checkOptixDirectly(const std::string& ptxDir)
+void checkOptixDirectly()
 {
     int count = 0;
     cudaError_t e = cudaGetDeviceCount(&count);
@@ -67,48 +67,8 @@ void checkOptixDirectly(const std::string& ptxDir)
         return;
     }
 
-    // Our own PTX through the program search and the module cache.
-    try {
-        ApiSetupLibraryDir((ptxDir + "/..").c_str());
-        std::string text;
-        getPtxString(text, "dummy7_chit.cu");
-        Modules modules;
-        modules.setContext(context);
-        OptixModule m = modules.getModule("dummy7_chit.cu", text);
-        check(m && modules.getModule("dummy7_chit.ptx", text) == m,
-              "module cache: dummy7_chit.cu loaded through the program search, one module");
-        check(modules.getBSplineLinIsModule() && modules.getBSplineQuadIsModule() &&
-                  modules.getBSplineCubeIsModule() && modules.getSplineCRomIsModule(),
-              "four built-in curve intersection modules");
-        modules.destroy();
-        check(true, "module cache destroyed");
-    } catch (const std::exception& ex) {
-        check(false, std::string("module cache: ") + ex.what());
-    }
     OptixResult r = optixDeviceContextDestroy(context);
     check(r == OPTIX_SUCCESS, "device context destroyed");
-}
-
-void checkProductInstance()
-{
-    int count = ApiGetDeviceCount();
-    if (!check(count > 0, "ApiGetDeviceCount = " + std::to_string(count)))
-        return;
-    cudaDeviceProp prop = {};
-    cudaGetDeviceProperties(&prop, 0);
-    int arch = ApiGpuArchitecture(0);
-    check(arch == prop.major * 100 + prop.minor * 10, "ApiGpuArchitecture(0) = " + std::to_string(arch));
-
-    char error[4096] = "";
-    unsigned h = ApiCreatePathTracer(640, 480, READBACK_RGBA8, nullptr, nullptr, 0, nullptr, nullptr,
-                                     0, nullptr, nullptr, 0, nullptr, nullptr, 0, nullptr, nullptr,
-                                     0, nullptr, nullptr, 0, nullptr, 0, 4, error);
-    if (!check(h != 0, std::string("ApiCreatePathTracer: ") + (h ? "handle " + std::to_string(h) : error)))
-        return;
-    check(ApiCudaOrdinal(h, 0) == 0, "ApiCudaOrdinal(h, 0) = " + std::to_string(ApiCudaOrdinal(h, 0)));
-    check(ApiOutputCudaOrdinal(h) == 0,
-          "ApiOutputCudaOrdinal(h) = " + std::to_string(ApiOutputCudaOrdinal(h)));
-    check(ApiDestroyPathTracer(h, error), "ApiDestroyPathTracer");
 }
 
 void checkTextures(cudaStream_t stream)
@@ -141,136 +101,94 @@ std::vector<float3> points(size_t n, float seed)
     return v;
 }
 
-// Computes boxes on the device and builds. The kernels are compared with the
-// host functions bit for bit by the kernel checks; the slot mapping is host
-// code, checked on the simulated device.
-void checkCustomKind(OptixDeviceContext context, cudaStream_t stream, geoPrimirivesType type)
+void checkTextureFormats()
 {
-    const std::string name = "custom primitives type " + std::to_string(int(type));
-    try {
-        const size_t n = 100;
-        GeometryPrimitives g(0, stream, 1, type, 1, "dummy7_isec.cu::__intersection__dummy");
-        const auto p0 = points(n, 1.5f), p2 = points(n, 2.25f), p3 = points(n, -3.0f),
-                   p4 = points(n, 0.75f), p5 = points(n, 4.0f), p6 = points(n, -1.25f);
-        std::vector<float> radii(n, 0.5f);
-        std::vector<float2> radii2(n, make_float2(-0.25f, 0.75f));
-        auto upload = [&](size_t slot, const void* data, size_t size) {
-            g.createBuffer(slot, 0, size);
-            g.uploadBuffer(slot, data, n);
-        };
-        if (type != geoDummy) {
-            upload(geoBufVertices, p0.data(), 12);
-            if (type == geoParticleSetTex || type >= geoParallelograms)
-                upload(geoBufIndices, p2.data(), 12);
-            if (type != geoParticleSet)
-                upload(geoBufNormals, p3.data(), 12);
-            if (type == geoParticleSet || type == geoParticleSetTex)
-                upload(geoBufNormalIndices, radii.data(), 4);
-            if (type == geoParallelepipeds)
-                upload(geoBufNormalIndices, p4.data(), 12);
-            if (type == geoBezier) {
-                upload(geoBufNormalIndices, radii2.data(), 8);
-                upload(geoBufTexCoords, p5.data(), 12);
-                upload(geoBufTexCoordIndices, p6.data(), 12);
-            }
-        }
-        if (!check(g.applyPreprocessing(), name + ": boxes launched"))
-            return;
-        CUDA_CHECK(cudaStreamSynchronize(stream));
-        check(cudaGetLastError() == cudaSuccess && g.aabb().count() == (type == geoDummy ? 1u : n),
-              name + ": boxes computed on the device");
-        check(g.buildMeshAccel(context, false, true) && g.gasHandle() && !g.m_accel_dirty,
-              name + ": structure built");
-    } catch (const std::exception& e) {
-        check(false, name + ": " + e.what());
-    }
-}
-
-std::unique_ptr<GeometryTriangles> mesh(cudaStream_t stream)
-{
-    auto g = std::make_unique<GeometryTriangles>(0, stream, 2, geoPrimitives0, 1);
-    const auto v = points(30, 0.5f);
-    std::vector<uint3> f(10);
-    for (unsigned i = 0; i < 10; ++i)
-        f[i] = make_uint3(3 * i, 3 * i + 1, 3 * i + 2);
-    g->createBuffer(geoBufVertices, 0, 12);
-    g->createBuffer(geoBufIndices, 0, 12);
-    g->uploadBuffer(geoBufVertices, v.data(), v.size());
-    g->uploadBuffer(geoBufIndices, f.data(), f.size());
-    return g;
-}
-
-void checkBuilds(OptixDeviceContext context, OptixDeviceContext second, cudaStream_t stream)
-{
-    try {
-        auto triangles = mesh(stream);
-        check(triangles->buildMeshAccel(context, true, false) && triangles->gasHandle(),
-              "triangle mesh built, " + std::to_string(triangles->gasBufferSize()) + " bytes");
-        auto copy = mesh(stream);
-        check(copy->relocateMeshAccel(*triangles, second) && copy->gasHandle() &&
-                  !copy->m_accel_dirty,
-              "structure relocated to a second context on the same GPU");
-    } catch (const std::exception& e) {
-        check(false, std::string("triangles: ") + e.what());
-    }
-    for (geoPrimirivesType type : {geoBSplineLinear, geoBSplineQuadratic, geoBSplineCubic,
-                                   geoBSplineLinear2, geoBSplineCatmullRom}) {
-        const std::string name = "curves type " + std::to_string(int(type));
-        try {
-            GeometryBSplines g(0, stream, 3, type, 1);
-            const auto v = points(8, 1.0f);
-            const std::vector<float> widths(8, 0.1f);
-            const std::vector<unsigned> segments = {0, 4};
-            g.createBuffer(geoBufVertices, 0, 12);
-            g.createBuffer(geoBufIndices, 0, 4);
-            g.createBuffer(geoBufNormalIndices, 0, 4);
-            g.uploadBuffer(geoBufVertices, v.data(), v.size());
-            g.uploadBuffer(geoBufIndices, segments.data(), segments.size());
-            g.uploadBuffer(geoBufNormalIndices, widths.data(), widths.size());
-            check(g.buildMeshAccel(context, false, false) && g.gasHandle(), name + ": built");
-        } catch (const std::exception& e) {
-            check(false, name + ": " + e.what());
-        }
-    }
-    for (geoPrimirivesType type : {geoParticleSet, geoParticleSetTex, geoBezier, geoParallelograms,
-                                   geoParallelepipeds, geoDummy})
-        checkCustomKind(context, stream, type);
-}
-
-void checkScene(const std::string& ptxDir)
-{
-    ApiSetupLibraryDir((ptxDir + "/..").c_str());
     cudaStream_t stream = nullptr;
-    OptixDeviceContext contexts[2] = {};
     try {
         CUDA_CHECK(cudaSetDevice(0));
         CUDA_CHECK(cudaStreamCreate(&stream));
-        for (OptixDeviceContext& c : contexts) {
-            OptixDeviceContextOptions options = {};
-            OPTIX_CHECK(optixDeviceContextCreate(nullptr, &options, &c));
-        }
         checkTextures(stream);
-        checkBuilds(contexts[0], contexts[1], stream);
         CUDA_CHECK(cudaStreamSynchronize(stream));
-        check(cudaGetLastError() == cudaSuccess, "no CUDA error pending after the scene checks");
+        check(cudaGetLastError() == cudaSuccess, "no CUDA error pending after the textures");
     } catch (const std::exception& e) {
-        check(false, std::string("scene checks: ") + e.what());
+        check(false, std::string("textures: ") + e.what());
     }
-    for (OptixDeviceContext c : contexts)
-        if (c)
-            optixDeviceContextDestroy(c);
     if (stream)
         cudaStreamDestroy(stream);
+}
+
+// A whole scene compiled on real devices with our own programs: empty, then
+// with a mesh, every curve type and every custom-primitive kind; on {0, 0}
+// the structures are relocated between two contexts of one GPU.
+void checkCompile(const std::vector<unsigned>& devices)
+{
+    const std::string name = devices.size() == 1 ? "compile on {0}" : "compile on {0, 0}";
+    try {
+        PathTracer pt(64, 48, READBACK_RGBA8, {}, {}, {}, {}, {}, {}, devices, 0);
+        check(pt.setCameraProgram("dummy7_camera.cu::__raygen__dummy") &&
+                  pt.setMissProgram("dummy7_miss.cu::__miss__dummy") && pt.compileScene(),
+              name + ": empty scene");
+        const std::string hit = "dummy7_chit.cu::__closesthit__dummy";
+        const unsigned material = pt.setupMaterial(hit, hit, {}, {}, {}, {}, {}, 0);
+        const auto p = points(8, 1.0f);
+        const std::vector<float> radii(8, 0.25f);
+        const std::vector<float2> pairs(8, make_float2(0.25f, 0.5f));
+        const std::vector<unsigned> segments = {0, 4};
+        const std::vector<uint3> faces = {{0, 1, 2}, {3, 4, 5}};
+        // Slot data by element size: points, radius pairs, segments (slot 2) or radii.
+        auto data = [&](size_t slot, size_t elsize) -> void* {
+            if (elsize == 12)
+                return const_cast<float3*>(p.data());
+            if (elsize == 8)
+                return const_cast<float2*>(pairs.data());
+            return slot == 2 ? static_cast<void*>(const_cast<unsigned*>(segments.data()))
+                             : static_cast<void*>(const_cast<float*>(radii.data()));
+        };
+        auto fill = [&](unsigned id, const PathTracer::SlotMap& slots, size_t n) {
+            for (const auto& slot : slots)
+                pt.uploadGeometryBuffers(id, slot.first == 2 && slot.second == 4 ? 2 : n,
+                                         {{slot.first, data(slot.first, slot.second)}});
+        };
+        const unsigned mesh = pt.setupTrianglesGeometry(geoPrimitives0, {{0, 12}, {2, 12}}, material);
+        pt.uploadGeometryMeshFaces(mesh, p.data(), 8, faces.data(), 2);
+        for (geoPrimirivesType type : {geoBSplineLinear, geoBSplineQuadratic, geoBSplineCubic,
+                                       geoBSplineLinear2, geoBSplineCatmullRom}) {
+            const PathTracer::SlotMap slots = {{0, 12}, {2, 4}, {4, 4}};
+            fill(pt.setupBSplinesGeometry(type, slots, material), slots, 8);
+        }
+        const std::pair<geoPrimirivesType, PathTracer::SlotMap> kinds[] = {
+            {geoParticleSet, {{0, 12}, {4, 4}}},
+            {geoParticleSetTex, {{0, 12}, {2, 12}, {3, 12}, {4, 4}}},
+            {geoBezier, {{0, 12}, {3, 12}, {4, 8}, {5, 12}, {6, 12}}},
+            {geoParallelograms, {{0, 12}, {2, 12}, {3, 12}}},
+            {geoParallelepipeds, {{0, 12}, {2, 12}, {3, 12}, {4, 12}}},
+        };
+        for (const auto& kind : kinds)
+            fill(pt.setupPrimitivesGeometry(kind.first, "dummy7_isec.cu::__intersection__dummy",
+                                            kind.second, material),
+                 kind.second, 8);
+        check(pt.compileScene(), name + ": a mesh, every curve type and every custom kind");
+        for (const PathTracerState& s : pt.states())
+            check(s.ias_handle && s.pipeline && s.sbt.hitgroupRecordCount == 22,
+                  name + ": device state of ordinal " + std::to_string(s.device_idx) +
+                      " has its instances, pipeline and 22 hit records");
+        check(cudaDeviceSynchronize() == cudaSuccess && cudaGetLastError() == cudaSuccess,
+              name + ": no CUDA error pending");
+    } catch (const std::exception& e) {
+        check(false, name + ": " + e.what());
+    }
 }
 
 } // namespace
 
 int main(int argc, char** argv)
 {
-    std::string ptxDir = argc > 1 ? argv[1] : "cuda";
-    checkOptixDirectly(ptxDir);
-    checkProductInstance();
-    checkScene(ptxDir);
+    const std::string ptxDir = argc > 1 ? argv[1] : "cuda";
+    checkOptixDirectly();
+    ApiSetupLibraryDir((ptxDir + "/..").c_str());
+    checkTextureFormats();
+    checkCompile({0});
+    checkCompile({0, 0});
     std::printf("%d passed, %d failed\n", passed, failed);
     return failed ? 1 : 0;
 }

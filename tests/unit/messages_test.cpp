@@ -19,17 +19,6 @@ using t7test::failure;
 
 OptixResult failingCall(OptixResult r) { return r; }
 
-// Stands in for an OptiX call that fills a log and reports the size it needed.
-OptixResult callWithLog(char* log, size_t* sizeof_log, size_t needed)
-{
-    // The check emptied the log and reset its size before the call.
-    EXPECT_EQ(log[0], '\0');
-    EXPECT_EQ(*sizeof_log, kOptixLogSize);
-    std::strcpy(log, "line 1: syntax error");
-    *sizeof_log = needed;
-    return OPTIX_ERROR_INVALID_PTX;
-}
-
 TEST(Messages, CudaCheckQuotesTheCallAndTheSourceFile)
 {
     int line = __LINE__ + 1;
@@ -73,24 +62,6 @@ TEST(Messages, OptixCheckBeforeLoadingUsesTheFixedNames)
               "OPTIX_ERROR_INVALID_VALUE: ");
     // The constructor without a result keeps the text unchanged.
     EXPECT_STREQ(sutil::Exception("as is").what(), "as is");
-}
-
-TEST(Messages, OptixLogIsMarkedOnlyWhenItOverflows)
-{
-    for (size_t needed : {size_t(21), kOptixLogSize, kOptixLogSize + 1}) {
-        int line = 0;
-        std::string msg = failure([&] {
-            char log[kOptixLogSize] = "stale";
-            size_t sizeof_log = 3;
-            line = __LINE__ + 1;
-            OPTIX_CHECK_LOG(callWithLog(log, &sizeof_log, needed));
-        });
-        std::string expected = "Unknown OptixResult code: Optix call 'callWithLog(log, &sizeof_log, "
-                               "needed)' failed: messages_test.cpp:" + std::to_string(line) +
-                               ")\nLog:\nline 1: syntax error" +
-                               (needed > kOptixLogSize ? "<TRUNCATED>" : "") + "\n";
-        EXPECT_EQ(msg, expected) << "log size " << needed;
-    }
 }
 
 TEST(Messages, LogCallbackAlignsLevelAndTag)
