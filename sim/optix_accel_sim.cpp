@@ -4,7 +4,7 @@
 //
 // Sizes for n primitives (the sum over the build inputs: index triplets, or
 // vertices / 3 without indices, for triangles; numPrimitives for curves and
-// custom primitives; instance structures are not built yet):
+// custom primitives; numInstances for instance structures):
 //   output     256 + 64 n
 //   temp       256 + 48 n with OPTIX_BUILD_FLAG_ALLOW_COMPACTION, else 128 + 32 n
 //   compacted  128 + 32 n (rounded up to 8), or the output size when the
