@@ -21,13 +21,19 @@ template <typename Handle> Handle newObject(int device)
 
 bool live(const void* object) { return object && state().optixObjects.count(const_cast<void*>(object)); }
 
-OptixResult release(void* object)
+// The destruction of a group or pipeline by its API name.
+OptixResult release(const char* function, void* object)
 {
-    if (!live(object))
-        return OPTIX_ERROR_INVALID_VALUE;
-    state().optixObjects.erase(object);
-    delete static_cast<int*>(object);
-    return OPTIX_SUCCESS;
+    std::lock_guard<std::mutex> guard(lock());
+    SIM_OPTIX_INJECT(function);
+    OptixResult e = OPTIX_ERROR_INVALID_VALUE;
+    if (live(object)) {
+        state().optixObjects.erase(object);
+        delete static_cast<int*>(object);
+        e = OPTIX_SUCCESS;
+    }
+    sim::trace("optix", "%s -> %d", function, int(e));
+    return e;
 }
 
 std::string name(const char* entry) { return entry ? entry : ""; }
@@ -93,14 +99,7 @@ OptixResult groupCreate(OptixDeviceContext context, const OptixProgramGroupDesc*
     return OPTIX_SUCCESS;
 }
 
-OptixResult groupDestroy(OptixProgramGroup group)
-{
-    std::lock_guard<std::mutex> guard(lock());
-    SIM_OPTIX_INJECT("optixProgramGroupDestroy");
-    const OptixResult e = release(group);
-    sim::trace("optix", "optixProgramGroupDestroy -> %d", int(e));
-    return e;
-}
+OptixResult groupDestroy(OptixProgramGroup group) { return release("optixProgramGroupDestroy", group); }
 
 OptixResult pipelineCreate(OptixDeviceContext context, const OptixPipelineCompileOptions* compile,
                            const OptixPipelineLinkOptions* link, const OptixProgramGroup* groups,
@@ -126,14 +125,7 @@ OptixResult pipelineCreate(OptixDeviceContext context, const OptixPipelineCompil
     return OPTIX_SUCCESS;
 }
 
-OptixResult pipelineDestroy(OptixPipeline pipeline)
-{
-    std::lock_guard<std::mutex> guard(lock());
-    SIM_OPTIX_INJECT("optixPipelineDestroy");
-    const OptixResult e = release(pipeline);
-    sim::trace("optix", "optixPipelineDestroy -> %d", int(e));
-    return e;
-}
+OptixResult pipelineDestroy(OptixPipeline pipeline) { return release("optixPipelineDestroy", pipeline); }
 
 // The header names its group: sim::kRecordMagic, then the group's handle.
 OptixResult packHeader(OptixProgramGroup group, void* header)
