@@ -212,7 +212,8 @@ protected:
 TEST_F(Pipeline, AnEmptySceneLinksFiveGroupsWithThePlaceholderLast)
 {
     EXPECT_FALSE(m_pt->createPipeline(state(0))) << "no camera program yet";
-    EXPECT_FALSE(m_pt->setCameraProgram("dummy7_camera.cu::")) << "not a reference";
+    for (const char* invalid : {"dummy7_camera.cu::", "::__raygen__dummy", "dummy7_camera.cu"})
+        EXPECT_FALSE(m_pt->setCameraProgram(invalid)) << invalid;
     ASSERT_TRUE(m_pt->setCameraProgram(kCamera));
     ASSERT_TRUE(m_pt->setMissProgram(kMiss));
     EXPECT_EQ(t7test::failure([&] { m_pt->setMissProgram("missing7.cu::__miss__x"); }),
@@ -255,6 +256,10 @@ TEST_F(Pipeline, AnEmptySceneLinksFiveGroupsWithThePlaceholderLast)
         EXPECT_TRUE(hit.modules[1] == nullptr && hit.entries[1].empty()) << "no any-hit program";
         EXPECT_EQ(hit.entries[2], "__intersection__dummy");
     }
+    // The function part of a reference may hold "::" itself.
+    ASSERT_TRUE(m_pt->setCameraProgram("dummy7_camera.cu::ns::__raygen__dummy"));
+    ASSERT_TRUE(m_pt->compilePipelines());
+    EXPECT_EQ(sim::records().groups.back().entries[0], "ns::__raygen__dummy");
 }
 
 TEST_F(Pipeline, GeometriesLinkInTheCanonicalOrderAndOnlyWhatChangedIsRebuilt)
