@@ -464,6 +464,9 @@ TEST_F(Compile, InstancesTakeTheirIdsAndTwoRecordsEach)
         }
         EXPECT_EQ(state(device).sbt.hitgroupRecordCount, 6u);
     }
+    const PathTracerState& primary = state(0);
+    EXPECT_EQ(std::vector<int>({primary.primitivesCount, primary.trianglesCount, primary.curvesCount}),
+              std::vector<int>({1, 1, 1})) << "recounted by the build, the empty mesh left out";
     // The primary's boxes were released once the copies were made.
     EXPECT_EQ(state(0).primitives.at(b).aabb().ptr(), 0u);
 }
