@@ -274,6 +274,16 @@ TEST_F(Boundary, SetUpFailingHalfWayLeavesNothing)
     }
 }
 
+// An exception inside the compilation comes back as its own code, with its text.
+TEST_F(Boundary, CompileReportsWhatItCaught)
+{
+    sim::failNext("optixAccelBuild", OPTIX_ERROR_INVALID_VALUE);
+    const auto o = run([&](char* e) { return ApiCompile(h, e); });
+    EXPECT_EQ(o.result, 0x901);
+    EXPECT_EQ(o.error.rfind("OPTIX_ERROR_INVALID_VALUE: Optix call 'optixAccelBuild(", 0), 0u) << o.error;
+    EXPECT_EQ(o.out, o.error + "\n");
+}
+
 // Last: the library exports its interface only, and every exported function
 // was driven above.
 TEST(BoundaryCoverage, EveryExportedFunctionIsDriven)
