@@ -85,7 +85,8 @@ public:
     void compileSBT();
     // The geometries that take part in the scene on one device, in the order
     // of the pipeline, the binding table and the instances: custom primitives,
-    // triangles, curves, each by id, those without primitives left out.
+    // triangles, curves, each by id, those without primitives left out; the
+    // placeholder alone when that leaves none.
     static std::vector<GeometryBase*> sceneGeometries(PathTracerState& state);
     bool cameraDirty() const { return m_camera_dirty; }
     bool missDirty() const { return m_miss_dirty; }

@@ -88,7 +88,8 @@ bool PathTracer::relocateGAS(const PathTracerState& src, PathTracerState& dst, b
     if (!walk(dst.primitives, src.primitives) || !walk(dst.triangles, src.triangles) ||
         !walk(dst.curves, src.curves))
         return false;
-    if (sceneGeometries(dst).empty() && !relocate(*dst.dummyGeometry, src.dummyGeometry.get()))
+    if (sceneGeometries(dst).front() == dst.dummyGeometry.get() &&
+        !relocate(*dst.dummyGeometry, src.dummyGeometry.get()))
         return false;
     return built;
 }
@@ -98,8 +99,6 @@ std::vector<OptixTraversableHandle> PathTracer::instanceHandles(PathTracerState&
     std::vector<OptixTraversableHandle> handles;
     for (const GeometryBase* g : sceneGeometries(state))
         handles.push_back(g->gasHandle());
-    if (handles.empty())
-        handles.push_back(state.dummyGeometry->gasHandle());
     return handles;
 }
 
@@ -111,13 +110,13 @@ void PathTracer::buildIAS(PathTracerState& state, bool relocatable)
     state.ias_buffer_size = 0;
 
     // One instance per geometry with primitives, or the placeholder's.
-    std::vector<GeometryBase*> geometries = sceneGeometries(state);
-    std::vector<OptixInstance> optix_instances(geometries.empty() ? 1 : geometries.size());
+    const std::vector<GeometryBase*> geometries = sceneGeometries(state);
+    std::vector<OptixInstance> optix_instances(geometries.size());
     for (size_t k = 0; k < optix_instances.size(); ++k) {
-        const GeometryBase& g = geometries.empty() ? *state.dummyGeometry : *geometries[k];
+        const GeometryBase& g = *geometries[k];
         OptixInstance& instance = optix_instances[k];
         std::memcpy(instance.transform, g.transform(), sizeof(instance.transform));
-        instance.instanceId = geometries.empty() ? 0 : g.id();
+        instance.instanceId = g.id(); // the placeholder's is 0
         instance.sbtOffset = unsigned(2 * k); // records 2k and 2k + 1
         instance.visibilityMask = 1;
         instance.flags = OPTIX_INSTANCE_FLAG_NONE;

@@ -38,23 +38,19 @@ void PathTracer::createSBT(PathTracerState& state)
 
     std::vector<HitGroupRecord> hitgroup_records;
     // The placeholder's records keep a zero geometry record.
-    auto add = [&](const GeometryBase& geo, bool placeholder) {
+    for (const GeometryBase* g : sceneGeometries(state)) {
+        const GeometryBase& geo = *g;
         HitGroupRecord rec = {};
         std::memset(static_cast<void*>(&rec), 0, sizeof rec); // the geometry record too
-        rec.data.material = MaterialData();
         OPTIX_CHECK(optixSbtRecordPackHeader(geo.radianceHitGroup(), &rec));
-        if (!placeholder)
+        if (g != state.dummyGeometry.get())
             rec.data.geometry = geo.data();
         // An unknown material id gets a default material, kept from now on.
         rec.data.material = state.materials[geo.material()].params();
         hitgroup_records.push_back(rec);
         OPTIX_CHECK(optixSbtRecordPackHeader(geo.occlusionHitGroup(), &rec));
         hitgroup_records.push_back(rec);
-    };
-    for (const GeometryBase* g : sceneGeometries(state))
-        add(*g, false);
-    if (hitgroup_records.empty())
-        add(*state.dummyGeometry, true);
+    }
     const size_t hitgroup_record_size = sizeof(HitGroupRecord);
     CUdeviceptr& d_hitgroup_records = state.d_hitgroup_records;
     CUDA_CHECK(cudaMalloc( reinterpret_cast<void**>(&d_hitgroup_records), hitgroup_record_size * hitgroup_records.size() ));

@@ -101,15 +101,14 @@ std::vector<GeometryBase*> PathTracer::sceneGeometries(PathTracerState& state)
     take(state.primitives);
     take(state.triangles);
     take(state.curves);
+    if (list.empty())
+        list.push_back(state.dummyGeometry.get());
     return list;
 }
 
 void PathTracer::createHitModules(PathTracerState& state, bool force)
 {
-    std::vector<GeometryBase*> geometries = sceneGeometries(state);
-    if (geometries.empty())
-        geometries.push_back(state.dummyGeometry.get());
-    for (GeometryBase* g : geometries) {
+    for (GeometryBase* g : sceneGeometries(state)) {
         auto material = state.materials.find(g->material());
         if (material == state.materials.end())
             throw sutil::Exception("Material not found.");
@@ -133,10 +132,7 @@ bool PathTracer::createPipeline(PathTracerState& state)
 
     std::vector<OptixProgramGroup> program_groups = {
         state.raygen_prog_group, state.radiance_miss_group, state.occlusion_miss_group};
-    std::vector<GeometryBase*> geometries = sceneGeometries(state);
-    if (geometries.empty())
-        geometries.push_back(state.dummyGeometry.get());
-    for (const GeometryBase* g : geometries) {
+    for (const GeometryBase* g : sceneGeometries(state)) {
         program_groups.push_back(g->radianceHitGroup());
         program_groups.push_back(g->occlusionHitGroup());
     }
