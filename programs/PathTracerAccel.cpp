@@ -157,7 +157,8 @@ bool PathTracer::relocateIAS(const PathTracerState& srcState, PathTracerState& d
 {
     syncAllDevices();
     makeCurrent(dstState);
-    // Geometry copies this compilation made prove nothing when there were none.
+    // Checked on the structure itself: when no geometry was copied in this
+    // compilation, nothing has shown yet that the two devices are compatible.
     OptixRelocationInfo info = srcState.ias_info;
     int compatible = 0;
     OPTIX_CHECK(optixCheckRelocationCompatibility(dstState.context, &info, &compatible));
