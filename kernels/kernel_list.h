@@ -14,14 +14,14 @@
 
 #define T7_UNPAREN(...) __VA_ARGS__
 
-// Threads per block: the smallest power of two not below n, at most 256.
-// A count of 0 launches nothing; it still gets a valid block of 1.
-inline unsigned get_block_size(unsigned n)
+// Threads per block: the smallest power of two not below n, at most 256. The
+// count is taken as a 64-bit value less one, so n = 0 wraps round to 256 (the
+// launchers never launch for n = 0).
+inline unsigned get_readback_block_size(long long n)
 {
     unsigned block = 1;
-    if (n == 0)
-        return block;
-    for (unsigned m = n - 1; m != 0 && block <= 255; m >>= 1)
+    for (unsigned long long m = static_cast<unsigned long long>(n) - 1; m != 0 && block <= 255;
+         m >>= 1)
         block <<= 1;
     return block;
 }
@@ -47,7 +47,7 @@ inline unsigned get_grid_size(unsigned n, unsigned block)
     {                                                                                       \
         if (n == 0)                                                                         \
             return;                                                                         \
-        const unsigned block = get_block_size(n);                                           \
+        const unsigned block = get_readback_block_size(n);                                     \
         _##name<<<get_grid_size(n, block), block, 0, stream>>>(n, T7_UNPAREN args);         \
     }
 #endif

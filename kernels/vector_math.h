@@ -46,3 +46,24 @@ T7_HOST_DEVICE inline float t7_rsqrt(float x)
     return 1.0f / std::sqrt(x);
 #endif
 }
+
+T7_HOST_DEVICE inline float t7_sqrt(float x)
+{
+#if defined(__CUDA_ARCH__)
+    return sqrtf(x);
+#else
+    return std::sqrt(x);
+#endif
+}
+
+T7_HOST_DEVICE inline float4 t7_scale4(float4 u, float s)
+{
+    return make_float4(u.x * s, u.y * s, u.z * s, u.w * s);
+}
+
+// p + (q - p) * w, component by component.
+T7_HOST_DEVICE inline float4 t7_blend4(float4 p, float4 q, float w)
+{
+    return make_float4(p.x + (q.x - p.x) * w, p.y + (q.y - p.y) * w, p.z + (q.z - p.z) * w,
+                       p.w + (q.w - p.w) * w);
+}

@@ -29,11 +29,12 @@ const CudaAabb kUntouched{-7, -7, -7, 7, 7, 7};
 
 TEST(PreprocessingLaunchShape, BlocksAndGrid)
 {
-    const std::pair<unsigned, unsigned> blocks[] = {{0, 1},     {1, 1},     {2, 2},
-                                                    {3, 4},     {5, 8},     {255, 256},
-                                                    {256, 256}, {257, 256}, {0xffffffffu, 256}};
+    // 0 wraps round to the largest block; 300 is capped.
+    const std::pair<long long, unsigned> blocks[] = {{0, 256},   {1, 1},     {2, 2},
+                                                     {3, 4},     {5, 8},     {255, 256},
+                                                     {256, 256}, {300, 256}, {0xffffffffll, 256}};
     for (auto [n, block] : blocks)
-        EXPECT_EQ(get_block_size(n), block) << "n = " << n;
+        EXPECT_EQ(get_readback_block_size(n), block) << "n = " << n;
     EXPECT_EQ(get_grid_size(0, 1), 0u);
     EXPECT_EQ(get_grid_size(3, 4), 1u);
     EXPECT_EQ(get_grid_size(257, 256), 2u);
