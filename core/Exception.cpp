@@ -59,9 +59,9 @@ void context_log_cb(unsigned int level, const char* tag, const char* message, vo
     std::cerr << "\n";
 }
 
-void reportDestructorFailure(const char* owner, const char* text) noexcept
+void reportDestructorFailure(const char* owner, const char* text, std::ostream& out) noexcept
 {
-    std::cout << owner << " destructor caught exception: " << text << std::endl;
+    out << owner << " destructor caught exception: " << text << std::endl;
 }
 
 void throwCudaCallFailed(const char* call, cudaError_t error, const char* label, int line)

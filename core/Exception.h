@@ -4,6 +4,7 @@
 
 #include "optix7.h"
 
+#include <iostream>
 #include <stdexcept>
 #include <string>
 
@@ -24,18 +25,20 @@ public:
 // OptiX's diagnostic output, installed in every device context.
 void context_log_cb(unsigned int level, const char* tag, const char* message, void* cbdata);
 
-// Prints "<owner> destructor caught exception: <text>".
-void reportDestructorFailure(const char* owner, const char* text) noexcept;
+// Prints "<owner> destructor caught exception: <text>" on `out`.
+void reportDestructorFailure(const char* owner, const char* text, std::ostream& out) noexcept;
 
 // Runs the releasing part of a destructor: nothing escapes, a failure is
-// reported with the owner's class name.
-template <typename Release> void destructorGuard(const char* owner, Release&& release) noexcept
+// reported with the owner's class name (on standard output unless `out` says
+// otherwise).
+template <typename Release>
+void destructorGuard(const char* owner, Release&& release, std::ostream& out = std::cout) noexcept
 {
     try {
         release();
     } catch (const std::exception& e) {
-        reportDestructorFailure(owner, e.what());
+        reportDestructorFailure(owner, e.what(), out);
     } catch (...) {
-        reportDestructorFailure(owner, "unknown exception");
+        reportDestructorFailure(owner, "unknown exception", out);
     }
 }

@@ -62,7 +62,7 @@ int PathTracer::getGpuComputeCap(unsigned device)
     return _deviceProp[device].major * 100 + _deviceProp[device].minor * 10;
 }
 
-PathTracer::PathTracer(unsigned width, unsigned height, readbackMode /*mode*/,
+PathTracer::PathTracer(unsigned width, unsigned height, readbackMode mode,
                        const VariableMap<int>& /*intVariables*/,
                        const VariableMap<unsigned>& /*uintVariables*/,
                        const VariableMap<uint2>& /*uint2Variables*/,
@@ -91,6 +91,16 @@ PathTracer::PathTracer(unsigned width, unsigned height, readbackMode /*mode*/,
     }
     m_primaryDevice = m_states.front().device_idx;
     std::cout << "]" << std::endl << "\tPrimary device: " << m_primaryDevice << std::endl;
+
+    // Every output image lives on the primary device.
+    cudaStream_t primaryStream = m_states.front().stream;
+    for (CUDAOutputBuffer<float4>* image :
+         {&m_image, &m_upscaledImage, &m_hitPosImage, &m_albedoImage, &m_normalImage})
+        image->setDevice(m_primaryDevice, primaryStream);
+    m_idImage.setDevice(m_primaryDevice, primaryStream);
+    if (!setReadback(mode))
+        throw sutil::Exception("Readback mode not supported.");
+    resize(width, height);
 
     // Geometry without a material of its own falls back to this one.
     const std::string dummyHit = "dummy7_chit.cu::__closesthit__dummy";

@@ -5,11 +5,16 @@
 #include "PathTracerState.h"
 
 #include "api/trevix7.h"
+#include "output/CUDAOutputBuffer.h"
+#include "output/Postprocessing.h"
+#include "output/Readback.h"
 
 #include <cuda_runtime.h>
 
+#include <atomic>
 #include <initializer_list>
 #include <map>
+#include <memory>
 #include <string>
 #include <type_traits>
 #include <vector>
@@ -20,7 +25,8 @@ public:
 
     // Chooses the devices (all capable ones when `devices` is empty), creates
     // one OptiX context, stream and launch-parameter block on each, and sets up
-    // the output. Throws sutil::Exception when no device can be used.
+    // the output. Throws sutil::Exception when no device can be used, and
+    // "Readback mode not supported." for a mode above 4.
     PathTracer(unsigned width, unsigned height, readbackMode mode,
                const VariableMap<int>& intVariables, const VariableMap<unsigned>& uintVariables,
                const VariableMap<uint2>& uint2Variables, const VariableMap<float>& floatVariables,
@@ -50,8 +56,66 @@ public:
     int outputCudaOrdinal() const { return m_primaryDevice; }
     const std::vector<PathTracerState>& states() const { return m_states; }
 
-    // --- Frame bookkeeping ---
+    // --- Frames (core/) ---
+    // Renders a batch of `count` passes on every device, gathers them into the
+    // image, runs the post-processing stages and the readback. Returns 1 when
+    // the accumulation has now reached maxFrames, 0 when more passes remain
+    // (or the batch was broken off before its first pass), 2 without
+    // rendering when it was already complete, and 0x901 when the compilation
+    // failed (the running flag then stays set).
+    unsigned launch(unsigned count, unsigned maxFrames);
+    // While a launch runs (from any thread): the batch ends after one more
+    // pass, which carries the last-pass flag; gives 1. Otherwise the pending
+    // request (0 or 1), unchanged.
+    int breakLaunch();
+    void clearAccumulation() { m_accumFrames = 0; }
     unsigned accumFrames() const { return m_accumFrames; }
+    unsigned totalFrames() const { return m_totalFrames; }
+
+    // --- Sample buffers (core/) ---
+    // The output size: the readback stage, the output images and every
+    // device's sample buffers follow it, and accumulation restarts. After a
+    // failure the previous size is restored as far as memory allows.
+    void resize(unsigned width, unsigned height);
+    // Sizes one device's sample buffers for `deviceCount` devices and fills
+    // its sample list. Each buffer falls back to mapped host memory.
+    void allocIOBuffers(PathTracerState& state, int deviceCount);
+    void allocIndicesBuffer(PathTracerState& state);
+    void allocAccumBuffer(PathTracerState& state);
+    void allocL2Buffer(PathTracerState& state);
+    void allocAlbedoBuffer(PathTracerState& state);
+    void allocNormalBuffer(PathTracerState& state);
+    // Releases one device's sample buffers (the device must be current).
+    static void freeIOBuffers(PathTracerState& state);
+    // Keeping the albedo or normal image; a change reallocates and restarts
+    // accumulation.
+    void setSaveAlbedoState(bool save);
+    void setSaveNormalsState(bool save);
+
+    // --- Readback and output images (output/) ---
+    // Modes 0 to 4 replace the stage that converts every frame; any other
+    // mode gives false and keeps it. A replaced stage's memory stays valid
+    // until the instance is destroyed.
+    bool setReadback(readbackMode mode);
+    // A second conversion of the current image into `mode` (1 to 6), made on
+    // demand: its host pointer, or null for any other mode.
+    void* getOutputBuffer2(readbackMode mode);
+    Readback& readback() { return *m_readback; }
+    Readback* secondaryReadback() { return m_readback2.get(); }
+    // The float4 image the readback converts: render size, or the upscaled
+    // image when the output scale factor is above 1.
+    CUDAOutputBuffer<float4>& outputImage() { return m_scaleFactor > 1 ? m_upscaledImage : m_image; }
+    CUDAOutputBuffer<float4>& hitPosImage() { return m_hitPosImage; }
+    CUDAOutputBuffer<uint2>& idImage() { return m_idImage; }
+    // 0 x 0 while they are not kept.
+    CUDAOutputBuffer<float4>& albedoImage() { return m_albedoImage; }
+    CUDAOutputBuffer<float4>& normalImage() { return m_normalImage; }
+    // One pixel of the hit-position or id image at output coordinates; false,
+    // with nothing written, outside the image. The id read gives the geometry
+    // id (low 30 bits of the first word), its type, the second word and the
+    // two top bits.
+    bool readHitPosAtPoint(unsigned x, unsigned y, float4& out);
+    bool readGeomIdAtPoint(unsigned x, unsigned y, unsigned out[4]);
     bool hitDirty() const { return m_hit_dirty; }
     bool pipelineDirty() const { return m_pipeline_dirty; }
     bool sbtDirty() const { return m_sbt_dirty; }
@@ -211,6 +275,25 @@ private:
     void startDevice(PathTracerState& state, int ordinal, int logLevel);
     // Waits for every device (the synchronise check).
     void syncAllDevices();
+    // Folds one device's batch of `count` passes into the images.
+    void gatherResults(PathTracerState& state, float4* image, float4* albedoImage,
+                       float4* normalImage, float blend, unsigned frames, unsigned count);
+    void applySize(unsigned width, unsigned height);
+    // The denoiser kind while a denoiser stage is active, else 0. No denoiser
+    // stage exists yet.
+    unsigned activeDenoiserKind() const { return 0; }
+    bool keepAlbedo() const { return m_saveAlbedo || activeDenoiserKind() == 3 || activeDenoiserKind() == 7; }
+    bool keepNormals() const { return m_saveNormals || activeDenoiserKind() == 7; }
+    // The blend value of the current camera; 1.0 (the exact mean of all
+    // accumulated passes) while there is none.
+    float cameraBlend() const { return 1.0f; }
+    // A stage for `mode` bound to the primary device, reusing a replaced one
+    // of the same format and size; null for a mode outside 0 to 6.
+    std::unique_ptr<Readback> obtainReadback(readbackMode mode);
+    // Keeps a replaced stage alive, so pointers handed out stay valid.
+    void retireReadback(std::unique_ptr<Readback> stage);
+    // Index of output pixel (x, y) in the render-size images, or false.
+    bool pointIndex(unsigned x, unsigned y, size_t& index) const;
     // Builds one geometry's structure; custom primitives compute their boxes first.
     bool buildGeometry(GeometryBase& geometry, OptixDeviceContext context, bool relocatable);
     // The traversable handles of the instances, in instance order.
@@ -232,9 +315,13 @@ private:
     unsigned m_width = 0;
     unsigned m_height = 0;
     unsigned m_scaleFactor = 1;
-    unsigned m_accumFrames = 0;
-    bool m_launchRunning = false;
-    bool m_breakRequested = false;
+    unsigned m_accumFrames = 0; // passes held by the image
+    unsigned m_totalFrames = 0; // passes launched, never reset
+    // One byte each; ApiBreakLaunch may touch them from another thread.
+    std::atomic<bool> m_launchRunning{false};
+    std::atomic<bool> m_breakRequested{false};
+    bool m_saveAlbedo = false;
+    bool m_saveNormals = false;
 
     // What the next compile must redo: hit programs, pipeline, binding table.
     bool m_hit_dirty = true;
@@ -249,4 +336,24 @@ private:
     bool m_miss_dirty = false;
     unsigned m_backgroundTexture = 0;
     unsigned m_defaultMaterial = 0;
+
+    // Post-processing, run in order on the image after every gather.
+    std::vector<std::unique_ptr<Postprocessing>> m_postprocessing;
+    PostprocParams m_postprocParams = {};
+    // The guide images of the last gather, for the denoiser (null when not kept).
+    float4* m_albedoGuide = nullptr;
+    float4* m_normalGuide = nullptr;
+
+    // Output images on the primary device, released before the device states.
+    CUDAOutputBuffer<float4> m_image;         // render size, bottom row first
+    CUDAOutputBuffer<float4> m_upscaledImage; // output size, when the scale factor is above 1
+    CUDAOutputBuffer<float4> m_hitPosImage;
+    CUDAOutputBuffer<float4> m_albedoImage;
+    CUDAOutputBuffer<float4> m_normalImage;
+    CUDAOutputBuffer<uint2> m_idImage;
+    // The stage applied to every frame, the one made on demand, and those
+    // replaced, kept until the instance goes.
+    std::unique_ptr<Readback> m_readback;
+    std::unique_ptr<Readback> m_readback2;
+    std::vector<std::unique_ptr<Readback>> m_retiredReadbacks;
 };

@@ -36,6 +36,7 @@ PathTracerState::~PathTracerState()
     materials.clear();
     textures.clear();
     destructorGuard("PathTracerState", [&] { modules.destroy(); });
+    destructorGuard("PathTracerState", [&] { PathTracer::freeIOBuffers(*this); });
     for (CUdeviceptr block :
          {d_params, d_raygen_record, d_miss_records, d_hitgroup_records, d_ias_output_buffer})
         destructorGuard("PathTracerState", [&] {

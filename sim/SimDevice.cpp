@@ -169,7 +169,16 @@ Records records() { return locked([](State& s) { return s.records; }); }
 
 void clearRecords()
 {
-    locked([](State& s) { s.records = Records{std::move(s.records.contexts), {}, {}, {}, {}, {}, {}}; });
+    locked([](State& s) {
+        Records kept;
+        kept.contexts = std::move(s.records.contexts);
+        s.records = std::move(kept);
+    });
+}
+
+void beforePass(unsigned pass, std::function<void()> hook)
+{
+    locked([&](State& s) { s.passHooks[pass] = std::move(hook); });
 }
 
 } // namespace sim

@@ -90,6 +90,7 @@ struct State {
     Records records;
     std::vector<Structure> structures; // every structure ever made, by serial
     bool compactionSaves = true;
+    std::map<unsigned, std::function<void()>> passHooks; // by pass index
     FILE* trace = nullptr;
 };
 

@@ -1,8 +1,11 @@
-// Program groups and pipelines of the simulated OptiX library: handles of the
-// context's device, argument checks, and records of what was created.
+// Program groups, pipelines and launches of the simulated OptiX library:
+// handles of the context's device, argument checks, records of what was
+// created, and a launch that runs the placeholder camera's rule on the host.
 
 #include "SimDevice.h"
 #include "sim_optix.h"
+
+#include "shaders/dummy7_camera.h"
 
 #include <cstring>
 
@@ -140,12 +143,62 @@ OptixResult packHeader(OptixProgramGroup group, void* header)
     return OPTIX_SUCCESS;
 }
 
+// Whether `p` holds `count` elements of T in one live block (or is null
+// when that is allowed).
+template <typename T> bool holds(const T* p, size_t count, bool nullAllowed = false)
+{
+    return p ? sim::blockHolding(p, count * sizeof(T)) != nullptr : nullAllowed;
+}
+
+// Runs the placeholder camera (shaders/dummy7_camera.h) for every sample, on
+// the host, after the pass's hook. The launch must be one-dimensional over
+// sample buffers of at least `width` elements.
+OptixResult launch(OptixPipeline pipeline, CUstream stream, CUdeviceptr pipelineParams,
+                   size_t pipelineParamsSize, const OptixShaderBindingTable* sbt,
+                   unsigned int width, unsigned int height, unsigned int depth)
+{
+    Params p;
+    std::function<void()> hook;
+    {
+        std::lock_guard<std::mutex> guard(lock());
+        SIM_OPTIX_INJECT("optixLaunch");
+        const int device = live(pipeline) ? *reinterpret_cast<const int*>(pipeline) : -1;
+        const bool streamOfDevice = state().streams.count(stream) &&
+                                    *reinterpret_cast<const int*>(stream) == device;
+        const void* block = reinterpret_cast<const void*>(pipelineParams);
+        if (device < 0 || !streamOfDevice || !sbt || !sbt->raygenRecord ||
+            pipelineParamsSize != sizeof(Params) || !sim::blockHolding(block, sizeof(Params)) ||
+            height != 1 || depth != 1)
+            return OPTIX_ERROR_INVALID_VALUE;
+        std::memcpy(&p, block, sizeof p);
+        const size_t pixels = size_t(p.width) * p.height;
+        if (!holds(p.sample_indices, width) || !holds(p.sample_accum, width) ||
+            !holds(p.albedo_accum, width, true) || !holds(p.normal_accum, width, true) ||
+            !holds(p.hit_pos, pixels, true) || !holds(p.geom_id, pixels, true))
+            return OPTIX_ERROR_INVALID_VALUE;
+        state().records.launches.push_back({device, p, width});
+        auto it = state().passHooks.find(p.subframe_index);
+        if (it != state().passHooks.end()) {
+            hook = std::move(it->second);
+            state().passHooks.erase(it);
+        }
+        sim::trace("optix", "optixLaunch device=%d pass=%u width=%u -> 0", device,
+                   p.subframe_index, width);
+    }
+    if (hook)
+        hook();
+    for (unsigned s = 0; s < width; ++s)
+        dummyCameraSample(p, s);
+    return OPTIX_SUCCESS;
+}
+
 } // namespace
 
 namespace sim {
 
 void fillPipelineEntries(OptixFunctionTable& table)
 {
+    table.optixLaunch = launch;
     table.optixSbtRecordPackHeader = packHeader;
     table.optixProgramGroupCreate = groupCreate;
     table.optixProgramGroupDestroy = groupDestroy;

@@ -3,11 +3,13 @@
 // and the OptiX calls it recorded; and the few settings tests may change while
 // the process runs.
 
+#include "core/Params.h"
 #include "core/optix7.h"
 
 #include <cuda_runtime_api.h>
 
 #include <cstddef>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -143,9 +145,17 @@ struct PipelineRecord {
     std::string launchParamsName;
 };
 
+// A successful optixLaunch: the launch parameters as they were copied, and
+// the launch width.
+struct LaunchRecord {
+    int device;
+    Params params;
+    unsigned width;
+};
+
 // What reached the simulated OptiX library, in call order: every context
 // created (destroyed ones included), and the successful module and group
-// creations, pipeline links, builds, compactions and relocations.
+// creations, pipeline links, builds, compactions, relocations and launches.
 struct Records {
     std::vector<ContextRecord> contexts;
     std::vector<ModuleRecord> modules;
@@ -154,9 +164,14 @@ struct Records {
     std::vector<BuildRecord> builds;
     std::vector<CompactionRecord> compactions;
     std::vector<RelocationRecord> relocations;
+    std::vector<LaunchRecord> launches;
 };
 Records records();
 // Forgets all records but the contexts' (not the structures themselves).
 void clearRecords();
+
+// Runs `hook` once, on the launching thread and outside the simulator's lock,
+// when the next optixLaunch of pass index `pass` starts, before it renders.
+void beforePass(unsigned pass, std::function<void()> hook);
 
 } // namespace sim

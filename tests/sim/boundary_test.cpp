@@ -91,8 +91,11 @@ TEST_F(Boundary, UnknownHandlesGiveTheirUnknownValuesBeforeReadingArguments)
         {"delete", [](char* e) { return long(DRIVE(ApiDeleteGeometry)(kUnknown, 1, e)); }},
         {"miss", [](char* e) { return long(DRIVE(ApiSetMissProgram)(kUnknown, nullptr, e)); }},
         {"compile", [](char* e) { return long(DRIVE(ApiCompile)(kUnknown, e)); }},
+        {"launch", [](char* e) { return long(DRIVE(ApiLaunch)(kUnknown, 1, 1, e)); }},
+        {"resize", [](char* e) { return long(DRIVE(ApiResize)(kUnknown, 8, 8, e)); }},
+        {"readback pointer", [](char* e) { return long(DRIVE(ApiReadbackCudaPtr)(kUnknown, e) != nullptr); }},
     };
-    const long unknown[] = {0, 0, 0, 0, 0, -1, -1, -1, 0, 0, 0, 0, 0, 0, 0, 0, 0x500};
+    const long unknown[] = {0, 0, 0, 0, 0, -1, -1, -1, 0, 0, 0, 0, 0, 0, 0, 0, 0x500, 0x500, 0, 0};
     for (size_t i = 0; i < std::size(cases); ++i) {
         const auto o = run(cases[i].second);
         EXPECT_EQ(o.result, unknown[i]) << cases[i].first;
@@ -106,6 +109,30 @@ TEST_F(Boundary, UnknownHandlesGiveTheirUnknownValuesBeforeReadingArguments)
     EXPECT_FALSE(DRIVE(ApiSetupConstColor)(kUnknown, 1, {1, 1, 1}));
     EXPECT_FALSE(DRIVE(ApiSetupGeometryMaterial)(kUnknown, 1, 1));
     EXPECT_FALSE(DRIVE(ApiSetupDisplacementTexture)(kUnknown, 1, 1));
+    EXPECT_EQ(DRIVE(ApiBreakLaunch)(kUnknown), -1);
+    EXPECT_FALSE(DRIVE(ApiClearAccumulation)(kUnknown));
+    EXPECT_FALSE(DRIVE(ApiSetSaveAlbedoState)(kUnknown, true));
+    EXPECT_FALSE(DRIVE(ApiSetSaveNormalsState)(kUnknown, true));
+    EXPECT_FALSE(DRIVE(ApiSetReadbackMode)(kUnknown, READBACK_RGBA8));
+    DRIVE(ApiReadHitPosAtPoint)(kUnknown, 0, 0, nullptr);
+    DRIVE(ApiReadGeomIdAtPoint)(kUnknown, 0, 0, nullptr);
+
+    // Output getters also give a null pointer and a zero size.
+    using Getter = bool (*)(unsigned, void**, int*, char*);
+    for (Getter get : {DRIVE(ApiGetRawOutputBuffer), DRIVE(ApiGetHitPosBuffer),
+                       DRIVE(ApiGetIdBuffer), DRIVE(ApiGetAlbedoBuffer), DRIVE(ApiGetNormalBuffer)}) {
+        void* data = &data;
+        int size = 7;
+        EXPECT_FALSE(get(kUnknown, &data, &size, nullptr));
+        EXPECT_TRUE(data == nullptr && size == 0);
+    }
+    void* data = &data;
+    unsigned size = 7;
+    EXPECT_FALSE(DRIVE(ApiGetOutputBuffer)(kUnknown, &data, &size, nullptr));
+    EXPECT_TRUE(data == nullptr && size == 0);
+    size = 7;
+    EXPECT_FALSE(DRIVE(ApiGetOutputBuffer2)(kUnknown, READBACK_RGBA8, &data, &size, nullptr));
+    EXPECT_EQ(size, 0u);
 }
 
 TEST_F(Boundary, NullArgumentsAreRefusedByName)
@@ -140,12 +167,24 @@ TEST_F(Boundary, NullArgumentsAreRefusedByName)
     expectRefused([&](char* e) { return ApiDownloadGeometryBuffer(h, g, 0, 3, nullptr, e); }, false, "destination");
     expectRefused([&](char* e) { return ApiSetMissProgram(h, nullptr, e); }, false, "program");
 
+    // Output getters without a handler: false, the text in the buffer only.
+    char error[kErrorSize];
+    unsigned size = 7;
+    EXPECT_FALSE(ApiGetOutputBuffer(h, nullptr, &size, error));
+    EXPECT_STREQ(error, "data must not be null.");
+    EXPECT_EQ(size, 0u);
+    void* data = nullptr;
+    EXPECT_FALSE(ApiGetIdBuffer(h, &data, nullptr, error));
+    EXPECT_STREQ(error, "size must not be null.");
+    ApiReadHitPosAtPoint(h, 0, 0, nullptr);
+    ApiReadGeomIdAtPoint(h, 0, 0, nullptr);
+
     // Empty lists may be null; the calls then go through.
     EXPECT_TRUE(ApiUploadGeometryMeshFaces(h, g, nullptr, 0, nullptr, 0, nullptr));
     EXPECT_TRUE(ApiUploadGeometryBuffers(h, g, 0, nullptr, nullptr, 0, nullptr));
 
     // Creation refuses before it takes a handle, without printing.
-    char error[kErrorSize] = "stale";
+    std::strcpy(error, "stale");
     testing::internal::CaptureStdout();
     EXPECT_EQ(DRIVE(ApiCreatePathTracer)(8, 8, READBACK_RGBA8, nullptr, nullptr, 1, nullptr, nullptr, 0, nullptr, nullptr, 0, nullptr, nullptr, 0, nullptr, nullptr, 0, nullptr, nullptr, 0, nullptr, 0, 0, error), 0u);
     EXPECT_STREQ(error, "intNames must not be null.");
@@ -183,14 +222,19 @@ TEST_F(Boundary, EveryEnumerationValueIsAccepted)
                                                 material, error);
         EXPECT_GT(t, 0) << error;
     }
-    // Readback modes are checked by the readback stage; creation takes any value.
-    for (int mode : {-1, 7, 0x7fffffff}) {
+    // Readback modes are checked by the readback stage: an instance converts
+    // into modes 0 to 4 only.
+    for (int mode : {-1, 5, 6, 7, 0x7fffffff}) {
         testing::internal::CaptureStdout();
-        const unsigned other = ApiCreatePathTracer(8, 8, mode, nullptr, nullptr, 0, nullptr, nullptr, 0, nullptr, nullptr, 0, nullptr, nullptr, 0, nullptr, nullptr, 0, nullptr, nullptr, 0, nullptr, 0, 0, error);
+        EXPECT_EQ(ApiCreatePathTracer(8, 8, mode, nullptr, nullptr, 0, nullptr, nullptr, 0, nullptr, nullptr, 0, nullptr, nullptr, 0, nullptr, nullptr, 0, nullptr, nullptr, 0, nullptr, 0, 0, error), 0u);
         testing::internal::GetCapturedStdout();
-        EXPECT_NE(other, 0u) << error;
-        ApiDestroyPathTracer(other, nullptr);
+        EXPECT_STREQ(error, "Readback mode not supported.") << mode;
     }
+    EXPECT_FALSE(ApiSetReadbackMode(h, readbackMode(0xffffffffu)));
+    void* data = nullptr;
+    unsigned size = 7;
+    EXPECT_TRUE(ApiGetOutputBuffer2(h, readbackMode(0x80000000u), &data, &size, error));
+    EXPECT_TRUE(data == nullptr && size == 0);
 }
 
 // Each entry point with an error buffer empties a stale text when it succeeds.
@@ -226,6 +270,9 @@ TEST_F(Boundary, SuccessClearsAStaleError)
         {"miss", [&](char* e) { return ApiSetMissProgram(h, "dummy7_miss.cu::__miss__dummy", e); }},
         // No camera program yet: the pipelines fail without an exception.
         {"compile", [&](char* e) { return ApiCompile(h, e) == 0; }},
+        {"launch", [&](char* e) { return ApiLaunch(h, 1, 10, e) == 0x901; }},
+        {"resize", [&](char* e) { return ApiResize(h, 16, 8, e); }},
+        {"output", [&](char* e) { void* d; unsigned n; return ApiGetOutputBuffer(h, &d, &n, e); }},
         {"destroy", [&](char* e) { return ApiDestroyPathTracer(extra, e); }},
     };
     for (const auto& c : cases) {

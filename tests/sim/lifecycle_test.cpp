@@ -34,17 +34,21 @@ TEST_F(Lifecycle, HandlesStartAtOneAndAFailedCreationConsumesItsHandle)
     EXPECT_TRUE(ApiDestroyPathTracer(3, nullptr));
 }
 
-TEST_F(Lifecycle, AnInstanceHoldsOneContextStreamAndParameterBlockPerDevice)
+TEST_F(Lifecycle, AnInstanceHoldsItsDeviceObjectsSampleBuffersAndImages)
 {
     Created c = create();
     ASSERT_NE(c.handle, 0u) << c.error;
     EXPECT_EQ(c.out, "\tSelected devices: [0]\n\tPrimary device: 0\n");
-    // The default material's texture arrays are empty and take no memory.
+    // The default material's texture arrays are empty and take no memory. On
+    // the device: the launch parameters and, for 64 x 48 pixels (8 x 6 tiles
+    // of 64 samples), the indices, sums and running averages. In host memory:
+    // the RGBA8 image, the float4 image, hit positions and ids.
     const sim::Counts counts = sim::counts();
     EXPECT_EQ(counts.optixContexts, 1u);
     EXPECT_EQ(counts.streams, 1u);
-    EXPECT_EQ(counts.deviceAllocations, 1u);
-    EXPECT_EQ(counts.deviceBytes, 296u);
+    EXPECT_EQ(counts.deviceAllocations, 4u);
+    EXPECT_EQ(counts.deviceBytes, 296u + 3072 * (8 + 16 + 16));
+    EXPECT_EQ(counts.pinnedAllocations, 4u);
     const sim::ContextRecord ctx = sim::records().contexts.back();
     EXPECT_EQ(ctx.device, 0);
     EXPECT_TRUE(ctx.hasCallback);

@@ -1,0 +1,375 @@
+// Frames through the entry points on two simulated devices (860, 860), with
+// the placeholder camera, whose value for every pixel is known
+// (shaders/dummy7_camera.h): tiles per device, accumulation, launch results,
+// breaks, readback formats, point reads, host-memory fall-backs and the books.
+
+#include "core/PathTracer.h"
+#include "kernels/readback_kernels.h"
+#include "support.h"
+
+#include <cmath>
+#include <cstring>
+#include <limits>
+#include <thread>
+
+PathTracer* findPathTracer(unsigned int handle);
+
+namespace {
+
+using namespace t7test;
+
+constexpr unsigned kWidth = 64, kHeight = 48;
+
+// The device that renders pixel (x, y) with ordinals 0 and 1: the tile slots
+// swap from band to band.
+float deviceOf(unsigned x, unsigned y) { return float((x / 8 + y / 8) % 2); }
+
+class Frames : public InstanceTest {
+protected:
+    void SetUp() override
+    {
+        InstanceTest::SetUp();
+        ready(h);
+        sim::clearRecords();
+    }
+    static void ready(unsigned handle)
+    {
+        ASSERT_TRUE(findPathTracer(handle)->setCameraProgram("dummy7_camera.cu::__raygen__dummy"));
+        ASSERT_TRUE(ApiSetMissProgram(handle, "dummy7_miss.cu::__miss__dummy", nullptr));
+    }
+    int launch(unsigned count, unsigned maxFrames, unsigned handle = 0)
+    {
+        char error[kErrorSize] = "";
+        const int r = ApiLaunch(handle ? handle : h, count, maxFrames, error);
+        EXPECT_STREQ(error, "");
+        return r;
+    }
+    template <typename Pixel>
+    std::vector<Pixel> image(bool (*get)(unsigned, void**, int*, char*), unsigned handle = 0)
+    {
+        void* data = nullptr;
+        int size = 0;
+        EXPECT_TRUE(get(handle ? handle : h, &data, &size, nullptr));
+        const Pixel* p = static_cast<const Pixel*>(data);
+        return std::vector<Pixel>(p, p + size_t(size) / sizeof(Pixel));
+    }
+    std::vector<float4> raw(unsigned handle = 0)
+    {
+        return image<float4>(ApiGetRawOutputBuffer, handle);
+    }
+    // The image as gathered: bottom row first.
+    static float4 at(const std::vector<float4>& v, unsigned x, unsigned y)
+    {
+        return v[(kHeight - 1 - y) * kWidth + x];
+    }
+};
+
+TEST_F(Frames, TwoDevicesRenderTheirTilesIntoOneImage)
+{
+    EXPECT_EQ(launch(1, 100), 0);
+    const auto two = raw();
+    ASSERT_EQ(two.size(), size_t(kWidth * kHeight));
+    const auto hits = image<float4>(ApiGetHitPosBuffer);
+    const auto ids = image<uint2>(ApiGetIdBuffer);
+    const Created one = create({0});
+    ready(one.handle);
+    EXPECT_EQ(launch(1, 100, one.handle), 0);
+    const auto single = raw(one.handle);
+    for (unsigned y = 0; y < kHeight; ++y)
+        for (unsigned x = 0; x < kWidth; ++x) {
+            const float4 p = at(two, x, y), q = at(single, x, y);
+            const float4 hit = hits[y * kWidth + x]; // top row first
+            const uint2 id = ids[y * kWidth + x];
+            ASSERT_TRUE(p.x == x && p.y == y && p.z == deviceOf(x, y) && p.w == 0) << x << "," << y;
+            ASSERT_TRUE(q.x == p.x && q.y == p.y && q.z == 0 && q.w == p.w) << x << "," << y;
+            ASSERT_TRUE(hit.x == x + 0.5f && hit.y == y + 0.5f && hit.z == deviceOf(x, y));
+            ASSERT_TRUE(id.x == (x | 1u << 30) && id.y == y) << "the last pass's id";
+        }
+    EXPECT_TRUE(ApiDestroyPathTracer(one.handle, nullptr));
+
+    // One launch a device, 4 x 6 tiles of 64 samples each, with the frame's
+    // parameters and the buffers of that device.
+    const auto launches = sim::records().launches;
+    ASSERT_EQ(launches.size(), 3u);
+    void* hitPos = nullptr;
+    int size = 0;
+    ApiGetHitPosBuffer(h, &hitPos, &size, nullptr);
+    for (int d = 0; d < 2; ++d) {
+        const sim::LaunchRecord& r = launches[size_t(d)];
+        EXPECT_EQ(r.device, d);
+        EXPECT_EQ(r.width, 4u * 6 * 64);
+        EXPECT_EQ(r.params.device_idx, d);
+        EXPECT_EQ(r.params.last_pass, 1u);
+        EXPECT_EQ(r.params.width, kWidth);
+        EXPECT_EQ(r.params.hit_pos, hitPos);
+        EXPECT_EQ(r.params.albedo_accum, nullptr) << "albedo is not kept";
+        EXPECT_EQ(r.params.sample_indices,
+                  reinterpret_cast<int2*>(findPathTracer(h)->states()[size_t(d)].d_sample_indices));
+    }
+    EXPECT_EQ(launches[2].width, 8u * 6 * 64) << "one device renders every tile";
+}
+
+TEST_F(Frames, AccumulationIsTheExactMeanOfAllPassesInEveryImage)
+{
+    const auto none = image<float4>(ApiGetAlbedoBuffer);
+    EXPECT_TRUE(none.empty()) << "albedo is not kept by default";
+    ASSERT_TRUE(ApiSetSaveAlbedoState(h, true));
+    ASSERT_TRUE(ApiSetSaveNormalsState(h, true));
+    EXPECT_EQ(launch(2, 100), 0);
+    EXPECT_EQ(launch(3, 100), 0);
+    EXPECT_EQ(launch(1, 100), 0);
+    // Passes carry the total-frame counter 0..5: their mean is 2.5.
+    const auto v = raw();
+    const auto albedo = image<float4>(ApiGetAlbedoBuffer);
+    const auto normal = image<float4>(ApiGetNormalBuffer);
+    for (unsigned y = 0; y < kHeight; y += 5)
+        for (unsigned x = 0; x < kWidth; x += 3) {
+            const float4 p = at(v, x, y), a = at(albedo, x, y), n = at(normal, x, y);
+            const float d = deviceOf(x, y);
+            EXPECT_FLOAT_EQ(p.x, float(x));
+            EXPECT_FLOAT_EQ(p.y, float(y));
+            EXPECT_FLOAT_EQ(p.z, d);
+            EXPECT_FLOAT_EQ(p.w, 2.5f);
+            EXPECT_FLOAT_EQ(a.x, x * 0.5f);
+            EXPECT_FLOAT_EQ(a.w, 1.25f);
+            // Normalised over all four components of (x, y, d + 1, 1).
+            const float length = std::sqrt(float(x * x + y * y) + (d + 1) * (d + 1) + 1);
+            EXPECT_FLOAT_EQ(n.z, (d + 1) / length);
+            EXPECT_FLOAT_EQ(n.w, 1 / length);
+        }
+    std::vector<unsigned> accum;
+    for (const sim::LaunchRecord& r : sim::records().launches)
+        if (r.device == 0)
+            accum.push_back(r.params.accum_frames * 10 + r.params.subframe_index);
+    EXPECT_EQ(accum, (std::vector<unsigned>{0, 11, 20, 31, 42, 50}));
+
+    // After a clear the next batch is the whole image again.
+    EXPECT_TRUE(ApiClearAccumulation(h));
+    EXPECT_EQ(launch(1, 100), 0);
+    EXPECT_EQ(at(raw(), 3, 3).w, 6.0f);
+}
+
+TEST_F(Frames, LaunchResults)
+{
+    EXPECT_EQ(launch(4, 8), 0);
+    EXPECT_EQ(launch(4, 8), 1) << "the batch that reaches maxFrames";
+    sim::clearRecords();
+    EXPECT_EQ(launch(4, 8), 2) << "already complete";
+    EXPECT_TRUE(sim::records().launches.empty());
+    EXPECT_EQ(launch(100, 100), 1);
+    EXPECT_EQ(launch(100, 100), 2);
+    EXPECT_EQ(ApiLaunch(0xdead, 1, 1, nullptr), 0x500);
+    EXPECT_TRUE(ApiClearAccumulation(h));
+
+    // Exceptions come back as 0x900 with the failing call's text.
+    struct Case {
+        const char* function;
+        int result;
+        const char* text;
+    };
+    const Case cases[] = {
+        {"cudaMemcpyAsync", cudaErrorInvalidValue,
+         "CUDA call (cudaMemcpyAsync(reinterpret_cast<void*>(state.d_params), &state.params, "
+         "sizeof(Params), cudaMemcpyHostToDevice, state.stream ) ) failed with error: 'invalid "
+         "argument' (PathTracer.cpp:"},
+        {"optixLaunch", OPTIX_ERROR_INVALID_VALUE,
+         "OPTIX_ERROR_INVALID_VALUE: Optix call 'optixLaunch( state.pipeline, state.stream, "
+         "reinterpret_cast<CUdeviceptr>(state.d_params), sizeof(Params), &state.sbt, "
+         "state.num_samples, 1, 1 )' failed: PathTracer.cpp:"},
+    };
+    for (const Case& c : cases) {
+        sim::failNext(c.function, c.result);
+        char error[kErrorSize];
+        const std::string out = printed([&] { EXPECT_EQ(ApiLaunch(h, 2, 100, error), 0x900); });
+        EXPECT_EQ(std::string(error).rfind(c.text, 0), 0u) << error;
+        EXPECT_EQ(out, std::string(error) + "\n");
+    }
+
+    // A failed compilation leaves the running flag set: a break request is
+    // then taken, and ends the next launch before its first pass.
+    const Created other = create();
+    char error[kErrorSize];
+    EXPECT_EQ(printed([&] { EXPECT_EQ(ApiLaunch(other.handle, 1, 10, error), 0x901); }),
+              "compile: pipelines failed.\n");
+    EXPECT_EQ(ApiBreakLaunch(other.handle), 1);
+    ready(other.handle);
+    EXPECT_EQ(launch(1, 10, other.handle), 0);
+    EXPECT_EQ(findPathTracer(other.handle)->accumFrames(), 0u);
+    EXPECT_EQ(ApiBreakLaunch(other.handle), 0) << "both flags were cleared";
+    EXPECT_EQ(ApiBreakLaunch(0xdead), -1);
+    EXPECT_TRUE(ApiDestroyPathTracer(other.handle, nullptr));
+}
+
+class FrameBreak : public Frames {};
+
+// Also run under ThreadSanitizer.
+TEST_F(FrameBreak, ARequestDuringPassThreeOfTenEndsTheBatchAfterPassFour)
+{
+    EXPECT_EQ(ApiBreakLaunch(h), 0) << "between launches nothing is set";
+    int fromThread = -1;
+    sim::beforePass(3, [&] {
+        std::thread other([&] { fromThread = ApiBreakLaunch(h); });
+        other.join();
+    });
+    EXPECT_EQ(launch(10, 100), 0);
+    EXPECT_EQ(fromThread, 1);
+    std::vector<unsigned> passes;
+    for (const sim::LaunchRecord& r : sim::records().launches)
+        if (r.device == 1)
+            passes.push_back(r.params.subframe_index * 10 + r.params.last_pass);
+    EXPECT_EQ(passes, (std::vector<unsigned>{0, 10, 20, 30, 41}));
+    // Gathered with count 5: the mean of the totals 0..4.
+    EXPECT_FLOAT_EQ(at(raw(), 9, 9).w, 2.0f);
+    EXPECT_FLOAT_EQ(at(raw(), 9, 9).x, 9.0f);
+    EXPECT_EQ(findPathTracer(h)->accumFrames(), 5u);
+    EXPECT_EQ(ApiBreakLaunch(h), 0);
+}
+
+TEST_F(Frames, ReadbackFormatsOfTheImage)
+{
+    EXPECT_EQ(launch(1, 100), 0);
+    void* data = nullptr;
+    unsigned size = 0;
+    ASSERT_TRUE(ApiGetOutputBuffer(h, &data, &size, nullptr));
+    EXPECT_EQ(size, kWidth * kHeight * 4);
+    const auto v = raw();
+    for (unsigned i = 0; i < kWidth * kHeight; i += 7) {
+        uchar4 expected;
+        readbackRgba8Element(0, &v[i], &expected);
+        ASSERT_EQ(0, std::memcmp(static_cast<uchar4*>(data) + i, &expected, 4)) << i;
+    }
+
+    // Chosen values written into the image, converted on demand.
+    void* rawData = nullptr;
+    int rawSize = 0;
+    ASSERT_TRUE(ApiGetRawOutputBuffer(h, &rawData, &rawSize, nullptr));
+    const float nan = std::numeric_limits<float>::quiet_NaN();
+    static_cast<float4*>(rawData)[0] = make_float4(1.0f, 0.99612f, nan, -1.0f);
+    struct Case {
+        readbackMode mode;
+        unsigned bytes;
+        std::vector<unsigned char> pixel;
+    };
+    auto b = [](auto... v) {
+        std::vector<unsigned char> out;
+        for (auto x : {v...})
+            out.insert(out.end(), reinterpret_cast<const unsigned char*>(&x),
+                       reinterpret_cast<const unsigned char*>(&x) + sizeof x);
+        return out;
+    };
+    using us = unsigned short;
+    using uc = unsigned char;
+    const Case cases[] = {
+        {READBACK_RGBA8, 4, b(uc(255), uc(254), uc(0), uc(0))},
+        {READBACK_BGRA8, 4, b(uc(0), uc(255), uc(255), uc(0))},
+        {READBACK_RGBA16, 8, b(us(65535), us(65281), us(0), us(0))},
+        {READBACK_BGRA16, 8, b(us(0), us(65281), us(65535), us(0))},
+        {READBACK_RGBA32, 16, b(1.0f, 0.99612f, nan, -1.0f)},
+        {READBACK_BGRA32, 16, b(nan, 0.99612f, 1.0f, -1.0f)},
+        // A BGRA32 stage reports mode 4: asking for 4 now reuses it.
+        {READBACK_BGRA16, 16, b(nan, 0.99612f, 1.0f, -1.0f)},
+    };
+    for (const Case& c : cases) {
+        ASSERT_TRUE(ApiGetOutputBuffer2(h, c.mode, &data, &size, nullptr));
+        ASSERT_NE(data, nullptr);
+        EXPECT_EQ(size, kWidth * kHeight * c.bytes) << c.mode;
+        EXPECT_EQ(0, std::memcmp(data, c.pixel.data(), c.pixel.size())) << c.mode;
+    }
+    EXPECT_TRUE(ApiGetOutputBuffer2(h, READBACK_NONE, &data, &size, nullptr));
+    EXPECT_EQ(data, nullptr);
+    EXPECT_EQ(size, 0u);
+
+    // Modes above 4 do not replace the stage of every frame; a replaced
+    // stage's pixels stay readable; mode 0 gives no image.
+    void* before = nullptr;
+    ApiGetOutputBuffer(h, &before, &size, nullptr);
+    EXPECT_FALSE(ApiSetReadbackMode(h, READBACK_RGBA32));
+    EXPECT_FALSE(ApiSetReadbackMode(h, readbackMode(99)));
+    ApiGetOutputBuffer(h, &data, &size, nullptr);
+    EXPECT_EQ(data, before);
+    EXPECT_EQ(ApiReadbackCudaPtr(h, nullptr), before) << "device and host addresses agree here";
+    EXPECT_TRUE(ApiSetReadbackMode(h, READBACK_BGRA16));
+    EXPECT_EQ(launch(1, 100), 0);
+    ApiGetOutputBuffer(h, &data, &size, nullptr);
+    EXPECT_NE(data, before);
+    EXPECT_EQ(size, kWidth * kHeight * 8);
+    EXPECT_EQ(static_cast<uchar4*>(before)[0].y, 255) << "still readable: pixel (0, 47)";
+    EXPECT_TRUE(ApiSetReadbackMode(h, READBACK_NONE));
+    EXPECT_TRUE(ApiGetOutputBuffer(h, &data, &size, nullptr));
+    EXPECT_EQ(data, nullptr);
+    EXPECT_EQ(size, 0u);
+    EXPECT_EQ(launch(1, 100), 0);
+}
+
+TEST_F(Frames, PointReadsAndNoAllocationPerFrame)
+{
+    EXPECT_EQ(launch(2, 100), 0);
+    const sim::Counts first = sim::counts();
+    sim::clearJournal();
+    EXPECT_EQ(launch(3, 100), 0);
+    EXPECT_EQ(launch(1, 100), 0);
+    void* data;
+    unsigned size;
+    ApiGetOutputBuffer2(h, READBACK_RGBA16, &data, &size, nullptr);
+    ApiGetOutputBuffer2(h, READBACK_RGBA16, &data, &size, nullptr);
+    const sim::Counts later = sim::counts();
+    EXPECT_EQ(later.deviceBytes, first.deviceBytes);
+    EXPECT_EQ(later.deviceAllocations, first.deviceAllocations);
+    EXPECT_EQ(later.pinnedAllocations, first.pinnedAllocations + 1) << "the RGBA16 stage";
+    for (const std::string& line : sim::journal())
+        EXPECT_EQ(line.find("Malloc"), std::string::npos) << line;
+
+    trevix7_float4 hit = {-1, -1, -1, -1};
+    ApiReadHitPosAtPoint(h, 5, 9, &hit);
+    EXPECT_TRUE(hit.x == 5.5f && hit.y == 9.5f && hit.z == deviceOf(5, 9) && hit.w == 5.0f);
+    hit.x = -1;
+    ApiReadHitPosAtPoint(h, kWidth, 0, &hit);
+    ApiReadHitPosAtPoint(0xdead, 0, 0, &hit);
+    EXPECT_EQ(hit.x, -1.0f) << "outside the image, or unknown: nothing read";
+
+    // The id words: geometry id in the low 30 bits, the two top bits apart.
+    const int particles = ApiSetupPrimitivesGeometry(h, geoParticleSet, kIsec, nullptr, nullptr,
+                                                     0, material, nullptr);
+    ASSERT_GT(particles, 0);
+    void* ids = nullptr;
+    int bytes = 0;
+    ApiGetIdBuffer(h, &ids, &bytes, nullptr);
+    EXPECT_EQ(bytes, int(kWidth * kHeight * 8));
+    static_cast<uint2*>(ids)[9 * kWidth + 5] = make_uint2(unsigned(particles) | 2u << 30, 77);
+    unsigned out[4] = {};
+    ApiReadGeomIdAtPoint(h, 5, 9, out);
+    EXPECT_EQ(std::vector<unsigned>(out, out + 4),
+              (std::vector<unsigned>{unsigned(particles), geoParticleSet, 77, 2}));
+}
+
+TEST_F(Frames, SampleBuffersInHostMemoryRenderTheSameImage)
+{
+    // A resize that fails keeps the instance at its old size, still rendering.
+    char error[kErrorSize];
+    sim::failNext("cudaFree", cudaErrorInvalidValue);
+    EXPECT_FALSE(ApiResize(h, 48, 48, error));
+    EXPECT_EQ(std::string(error).rfind("CUDA call (cudaFree(reinterpret_cast<void*>(state.d_sample_indices)) ) failed", 0), 0u) << error;
+    EXPECT_EQ(launch(1, 100), 0);
+    EXPECT_EQ(raw().size(), size_t(kWidth * kHeight));
+
+    // No device memory left: every sample buffer goes to mapped host memory.
+    sim::setDeviceMemoryLimit(0, 0);
+    sim::setDeviceMemoryLimit(1, 0);
+    const std::string out = printed([&] { EXPECT_TRUE(ApiResize(h, 32, 16, error)) << error; });
+    for (int d = 0; d < 2; ++d)
+        sim::setDeviceMemoryLimit(d, size_t(1) << 30);
+    const std::string lines = " allocation failed on device: out of memory\n"
+                              "   requested buffer size: 0 MB\n   trying on the host...\n";
+    const std::string device = "Sample indices buffer" + lines + "Sample accumulation buffer" +
+                               lines + "Sample L2 accumulation buffer" + lines;
+    EXPECT_EQ(out, device + device);
+    EXPECT_EQ(launch(2, 100), 0);
+    void* data = nullptr;
+    int size = 0;
+    ApiGetRawOutputBuffer(h, &data, &size, nullptr);
+    ASSERT_EQ(size, 32 * 16 * 16);
+    const float4 p = static_cast<float4*>(data)[(15 - 12) * 32 + 20];
+    EXPECT_TRUE(p.x == 20 && p.y == 12 && p.z == deviceOf(20, 12) && p.w == 1.5f);
+}
+
+} // namespace
