@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Builds everything and runs the tests that need no GPU: unit and
 # simulated-device tests, the same under AddressSanitizer + UBSan, and the
-# product smoke test.
+# product smoke test; and the break request, which comes from another thread,
+# under ThreadSanitizer.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 tools/install-deps.sh
@@ -18,3 +19,7 @@ cmake -S . -B build-asan -G Ninja -DCMAKE_BUILD_TYPE=Debug -DTREVIX7_PRODUCT=OFF
       -DTREVIX7_SANITIZE=ON
 cmake --build build-asan -j "$jobs"
 ctest --test-dir build-asan --output-on-failure -j "$jobs"
+
+cmake -S . -B build-tsan -G Ninja -DCMAKE_BUILD_TYPE=Debug -DTREVIX7_PRODUCT=OFF -DTREVIX7_TSAN=ON
+cmake --build build-tsan -j "$jobs" --target trevix7_unit_tests nvoptix_sim
+ctest --test-dir build-tsan --output-on-failure -R '^unit[.]frame_break$'

@@ -1,12 +1,15 @@
 // Checks on a real GPU: OptiX start-up through our own declarations and a
-// device context, textures of every format, and whole scenes (acceleration
-// builds of every kind, boxes computed on the device, relocation between two
-// contexts) compiled with our own programs on one device and on {0, 0}.
-// Prints one line per check and "N passed, N failed".
+// device context, textures of every format, whole scenes (acceleration builds
+// of every kind, boxes computed on the device, relocation between two
+// contexts) compiled with our own programs, and frames launched with the
+// placeholder camera, whose value for every pixel is known, read back in
+// every format; each on one device and on {0, 0}. Prints one line per check
+// and "N passed, N failed".
 
 #include "core/CUDABuffer.h"
 #include "core/OptixLoader.h"
 #include "core/PathTracer.h"
+#include "kernels/readback_kernels.h"
 #include "programs/ProgramFiles.h"
 #include "scene/Geometry.h"
 #include "scene/Texture.h"
@@ -16,6 +19,7 @@
 #include <dlfcn.h>
 
 #include <cstdio>
+#include <cstring>
 #include <memory>
 #include <string>
 #include <vector>
@@ -179,6 +183,61 @@ void checkCompile(const std::vector<unsigned>& devices)
     }
 }
 
+// Three passes with the placeholder camera. On {0, 0} both states have
+// ordinal 0, so both render the tiles of slot 0 of each band and the other
+// half of the image stays empty: the tile rule takes the CUDA ordinal.
+void checkFrames(const std::vector<unsigned>& devices)
+{
+    const std::string name = devices.size() == 1 ? "frames on {0}" : "frames on {0, 0}";
+    const unsigned W = 96, H = 40;
+    try {
+        PathTracer pt(W, H, READBACK_RGBA8, {}, {}, {}, {}, {}, {}, devices, 0);
+        pt.setCameraProgram("dummy7_camera.cu::__raygen__dummy");
+        pt.setMissProgram("dummy7_miss.cu::__miss__dummy");
+        pt.setSaveAlbedoState(true);
+        pt.setSaveNormalsState(true);
+        const unsigned first = pt.launch(2, 3);
+        const unsigned second = pt.launch(2, 3);
+        check(first == 0 && second == 1 && pt.accumFrames() == 4,
+              name + ": results 0, then 1 once maxFrames is passed (" +
+                  std::to_string(first) + ", " + std::to_string(second) + ")");
+        const float4* image = pt.outputImage().getHostPointer();
+        const float4* albedo = pt.albedoImage().getHostPointer();
+        const float4* hits = pt.hitPosImage().getHostPointer();
+        const uint2* ids = pt.idImage().getHostPointer();
+        unsigned wrong = 0, empty = 0;
+        for (unsigned y = 0; y < H; ++y)
+            for (unsigned x = 0; x < W; ++x) {
+                const size_t i = (H - 1 - y) * W + x;
+                const bool rendered = devices.size() == 1 || (x / 8) % 2 == (y / 8) % 2;
+                const float4 p = image[i];
+                const bool written = p.x == float(x) && p.y == float(y) && p.z == 0.0f &&
+                                     p.w == 1.5f && albedo[i].x == 0.5f * float(x) &&
+                                     hits[y * W + x].x == float(x) + 0.5f &&
+                                     ids[y * W + x].x == (x | 1u << 30);
+                wrong += rendered && !written;
+                empty += !rendered;
+            }
+        check(wrong == 0, name + ": every pixel of the image, albedo, hit positions and ids as "
+                                 "the camera wrote it (" + std::to_string(wrong) + " wrong, " +
+                              std::to_string(empty) + " left empty by the tile rule)");
+
+        std::vector<uchar4> expected(W * H);
+        for (unsigned i = 0; i < W * H; ++i)
+            readbackRgba8Element(i, image, expected.data());
+        check(std::memcmp(pt.readback().hostPointer(), expected.data(), W * H * 4) == 0,
+              name + ": the RGBA8 output is the image converted");
+        bool formats = true;
+        for (readbackMode mode : {READBACK_BGRA8, READBACK_RGBA16, READBACK_BGRA16,
+                                  READBACK_RGBA32, READBACK_BGRA32})
+            formats = formats && pt.getOutputBuffer2(mode) != nullptr;
+        check(formats && cudaGetLastError() == cudaSuccess,
+              name + ": every other format converts on demand");
+    } catch (const std::exception& e) {
+        check(false, name + ": " + e.what());
+    }
+}
+
 } // namespace
 
 int main(int argc, char** argv)
@@ -189,6 +248,8 @@ int main(int argc, char** argv)
     checkTextureFormats();
     checkCompile({0});
     checkCompile({0, 0});
+    checkFrames({0});
+    checkFrames({0, 0});
     std::printf("%d passed, %d failed\n", passed, failed);
     return failed ? 1 : 0;
 }

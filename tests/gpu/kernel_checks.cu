@@ -1,12 +1,14 @@
 // Checks every library kernel on a real GPU against the host per-element
 // functions that the simulated device runs, expanded from the kernels' lists.
 // Inputs are pseudo-random with a fixed seed and of normal magnitude, so
-// flush-to-zero changes nothing: the boxes must agree bit for bit, and arrays
-// a kernel rewrites in place (the textured particles' axes, through the
-// device's approximate rsqrt) within 1e-4. Prints one line per check and
-// "N passed, N failed".
+// flush-to-zero changes nothing: boxes, sample lists, gathers and readback
+// conversions must agree bit for bit, and arrays a kernel rewrites in place
+// (the textured particles' axes, through the device's approximate rsqrt)
+// within 1e-4. Prints one line per check and "N passed, N failed".
 
+#include "kernels/WorkDistribution_kernel.h"
 #include "kernels/preprocessing_kernels.h"
+#include "kernels/readback_kernels.h"
 
 #include <cuda_runtime.h>
 
@@ -48,6 +50,18 @@ void fill(float& v) { v = value(); }
 void fill(float2& v) { v = make_float2(value(), value()); }
 void fill(float3& v) { v = make_float3(value(), value(), value()); }
 void fill(CudaAabb& b) { std::memset(&b, 0xff, sizeof b); } // NaN until written
+// Images around [0, 1], some values outside and a few NaNs, for the readback.
+float pixelValue()
+{
+    if (rng() % 16 == 0)
+        return std::nanf("");
+    return std::uniform_real_distribution<float>(-0.25f, 1.25f)(rng);
+}
+void fill(float4& v) { v = make_float4(pixelValue(), pixelValue(), pixelValue(), pixelValue()); }
+template <typename T> void fillBytes(T& v) { std::memset(&v, 0x5a, sizeof v); }
+void fill(uchar4& v) { fillBytes(v); }
+void fill(ushort4& v) { fillBytes(v); }
+void fill(int2& v) { fillBytes(v); }
 
 bool close(float device, float host)
 {
@@ -61,7 +75,12 @@ bool same(const float3& d, const float3& h)
 {
     return close(d.x, h.x) && close(d.y, h.y) && close(d.z, h.z);
 }
-bool same(const CudaAabb& d, const CudaAabb& h) { return std::memcmp(&d, &h, sizeof d) == 0; }
+template <typename T> bool sameBits(const T& d, const T& h) { return std::memcmp(&d, &h, sizeof d) == 0; }
+bool same(const CudaAabb& d, const CudaAabb& h) { return sameBits(d, h); }
+bool same(const float4& d, const float4& h) { return sameBits(d, h); }
+bool same(const uchar4& d, const uchar4& h) { return sameBits(d, h); }
+bool same(const ushort4& d, const ushort4& h) { return sameBits(d, h); }
+bool same(const int2& d, const int2& h) { return sameBits(d, h); }
 
 // One argument of a kernel: random host values, and their device copy.
 template <typename T> struct Array {
@@ -75,6 +94,7 @@ template <typename T> struct Array {
         cudaMemcpy(device, host.data(), kCount * sizeof(T), cudaMemcpyHostToDevice);
     }
     ~Array() { cudaFree(device); }
+    void upload() { cudaMemcpy(device, host.data(), kCount * sizeof(T), cudaMemcpyHostToDevice); }
     Array(const Array&) = delete;
     Array& operator=(const Array&) = delete;
 
@@ -135,6 +155,58 @@ void checkPartialCount(cudaStream_t stream)
                                        std::to_string(n - 1) + " only; n = 0 writes none");
 }
 
+// Sample lists for one and two devices, with ordinals beyond the count.
+void checkFillSamples(cudaStream_t stream)
+{
+    const int cases[][3] = {{0, 1, 1920}, {1, 2, 20}, {2, 2, 100}, {3, 4, 33}};
+    for (const auto& c : cases) {
+        Array<int2> out;
+        fillSamplesCUDA(kCount, stream, c[0], c[1], unsigned(c[2]), 8, out.device);
+        for (unsigned s = 0; s < kCount; ++s)
+            fillSamples(s, c[0], c[1], unsigned(c[2]), 8, out.host.data());
+        const std::string name = "fillSamplesCUDA ordinal " + std::to_string(c[0]) + " of " +
+                                 std::to_string(c[1]) + ", width " + std::to_string(c[2]);
+        if (launchedCleanly(stream, name))
+            check(out.mismatches() == 0, name + ": the host's sample list");
+    }
+}
+
+// Both gathers over samples of which some lie outside the image.
+void checkGathers(cudaStream_t stream)
+{
+    const unsigned width = 20, height = 6; // samples beyond x = 19 and y = 5
+    Array<int2> indices;
+    for (unsigned s = 0; s < kCount; ++s)
+        fillSamples(s, 0, 1, width, height, indices.host.data());
+    indices.upload();
+    Array<float4> accum, l2, albedoAccum, normalAccum, image, albedo, normal;
+    // Finite everywhere: a NaN's payload may differ between host and device.
+    for (Array<float4>* a : {&accum, &l2, &albedoAccum, &normalAccum, &image, &albedo, &normal}) {
+        for (float4& v : a->host)
+            v = make_float4(value(), value(), value(), value());
+        a->upload();
+    }
+    auto args = [&](bool device) {
+        auto p = [&](Array<float4>& a) { return device ? a.device : a.host.data(); };
+        return GatherArgs{device ? indices.device : indices.host.data(), p(accum), p(l2),
+                          p(albedoAccum), p(normalAccum), p(image), p(albedo), p(normal),
+                          width, height};
+    };
+    gatherResults0(kCount, stream, args(true), 0.25f);
+    gatherResultsN(kCount, stream, args(true), 0.25f, 0.375f);
+    for (unsigned s = 0; s < kCount; ++s)
+        gatherResults0Element(s, args(false), 0.25f);
+    for (unsigned s = 0; s < kCount; ++s)
+        gatherResultsNElement(s, args(false), 0.25f, 0.375f);
+    if (!launchedCleanly(stream, "gathers"))
+        return;
+    unsigned off = 0;
+    for (Array<float4>* a : {&l2, &image, &albedo, &normal})
+        off += a->mismatches();
+    check(off == 0, "gatherResults0 then gatherResultsN: images and running averages agree "
+                    "bit for bit (" + std::to_string(off) + " values differ)");
+}
+
 } // namespace
 
 int main()
@@ -151,7 +223,10 @@ int main()
     cudaStreamCreate(&stream);
 #define T7_CHECK_KERNEL(name, element, params, args) checkKernel(#name, &name, &element, stream);
     T7_PREPROCESSING_KERNELS(T7_CHECK_KERNEL)
+    T7_READBACK_KERNELS(T7_CHECK_KERNEL)
     checkPartialCount(stream);
+    checkFillSamples(stream);
+    checkGathers(stream);
     cudaStreamDestroy(stream);
     std::printf("%d passed, %d failed\n", passed, failed);
     return failed ? 1 : 0;
