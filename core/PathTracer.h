@@ -75,7 +75,8 @@ public:
     // --- Sample buffers (core/) ---
     // The output size: the readback stage, the output images and every
     // device's sample buffers follow it, and accumulation restarts. After a
-    // failure the previous size is restored as far as memory allows.
+    // failure the previous size is restored as far as memory allows; what
+    // cannot be restored is left empty, and launches then fail cleanly.
     void resize(unsigned width, unsigned height);
     // Sizes one device's sample buffers for `deviceCount` devices and fills
     // its sample list. Each buffer falls back to mapped host memory.
@@ -88,7 +89,7 @@ public:
     // Releases one device's sample buffers (the device must be current).
     static void freeIOBuffers(PathTracerState& state);
     // Keeping the albedo or normal image; a change reallocates and restarts
-    // accumulation.
+    // accumulation. A change that cannot be allocated is undone.
     void setSaveAlbedoState(bool save);
     void setSaveNormalsState(bool save);
 
@@ -279,6 +280,9 @@ private:
     void gatherResults(PathTracerState& state, float4* image, float4* albedoImage,
                        float4* normalImage, float blend, unsigned frames, unsigned count);
     void applySize(unsigned width, unsigned height);
+    // After a failed change: back to a size and flags that fitted before.
+    void restoreSize(unsigned width, unsigned height) noexcept;
+    void setSaveState(bool& flag, bool save);
     // The denoiser kind while a denoiser stage is active, else 0. No denoiser
     // stage exists yet.
     unsigned activeDenoiserKind() const { return 0; }

@@ -101,13 +101,23 @@ void PathTracer::allocIOBuffers(PathTracerState& state, int deviceCount)
         throw sutil::Exception("Image too large: more samples than one launch can take.");
     state.num_samples = int(samples);
 
-    allocIndicesBuffer(state);
-    allocAccumBuffer(state);
-    allocL2Buffer(state);
-    if (keepAlbedo())
-        allocAlbedoBuffer(state);
-    if (keepNormals())
-        allocNormalBuffer(state);
+    try {
+        allocIndicesBuffer(state);
+        allocAccumBuffer(state);
+        allocL2Buffer(state);
+        if (keepAlbedo())
+            allocAlbedoBuffer(state);
+        if (keepNormals())
+            allocNormalBuffer(state);
+    } catch (...) {
+        // Nothing half-made is left for a launch to use.
+        state.num_samples = 0;
+        try {
+            freeIOBuffers(state);
+        } catch (...) {
+        }
+        throw;
+    }
     state.params.sample_indices = reinterpret_cast<int2*>(state.d_sample_indices);
     state.params.sample_accum = reinterpret_cast<float4*>(state.d_sample_accum);
     state.params.albedo_accum = reinterpret_cast<float4*>(state.d_albedo_accum);
@@ -121,6 +131,7 @@ void PathTracer::allocIOBuffers(PathTracerState& state, int deviceCount)
 
 void PathTracer::applySize(unsigned width, unsigned height)
 {
+    m_accumFrames = 0; // whatever happens next, the image starts again
     m_width = width;
     m_height = height;
     m_readback->resize(width, height);
@@ -134,7 +145,6 @@ void PathTracer::applySize(unsigned width, unsigned height)
     const bool upscaled = m_scaleFactor > 1;
     m_upscaledImage.resize(upscaled ? int(width) : 0, upscaled ? int(height) : 0);
     forEachState([&](PathTracerState& state) { allocIOBuffers(state, int(m_states.size())); });
-    m_accumFrames = 0;
 }
 
 void PathTracer::resize(unsigned width, unsigned height)
@@ -144,29 +154,35 @@ void PathTracer::resize(unsigned width, unsigned height)
     try {
         applySize(width, height);
     } catch (...) {
-        // Back to a size that fitted before; the first failure is the one reported.
-        if (width != oldWidth || height != oldHeight) {
-            try {
-                applySize(oldWidth, oldHeight);
-            } catch (...) {
-            }
-        }
+        restoreSize(oldWidth, oldHeight);
         throw;
     }
 }
 
-void PathTracer::setSaveAlbedoState(bool save)
+void PathTracer::restoreSize(unsigned width, unsigned height) noexcept
 {
-    if (save != m_saveAlbedo) {
-        m_saveAlbedo = save;
-        resize(m_width, m_height);
+    try {
+        applySize(width, height);
+    } catch (...) {
+        // The first failure is the one reported; the buffers that could not
+        // be made are left empty, and a launch then fails cleanly.
     }
 }
 
-void PathTracer::setSaveNormalsState(bool save)
+void PathTracer::setSaveState(bool& flag, bool save)
 {
-    if (save != m_saveNormals) {
-        m_saveNormals = save;
-        resize(m_width, m_height);
+    if (save == flag)
+        return;
+    flag = save;
+    try {
+        applySize(m_width, m_height);
+    } catch (...) {
+        flag = !save;
+        restoreSize(m_width, m_height);
+        throw;
     }
 }
+
+void PathTracer::setSaveAlbedoState(bool save) { setSaveState(m_saveAlbedo, save); }
+
+void PathTracer::setSaveNormalsState(bool save) { setSaveState(m_saveNormals, save); }

@@ -24,37 +24,43 @@ T7_HOST_DEVICE inline unsigned t7_quantize(float c, float scale)
     return unsigned(t7_saturate(c) * scale);
 }
 
+// B, G, R, A: the source's (z, y, x, w).
+T7_HOST_DEVICE inline float4 t7_bgra(float4 c) { return make_float4(c.z, c.y, c.x, c.w); }
+
+T7_HOST_DEVICE inline uchar4 t7_toUchar4(float4 c, float scale)
+{
+    return make_uchar4(t7_quantize(c.x, scale), t7_quantize(c.y, scale), t7_quantize(c.z, scale),
+                       t7_quantize(c.w, scale));
+}
+
+T7_HOST_DEVICE inline ushort4 t7_toUshort4(float4 c)
+{
+    return make_ushort4(t7_quantize(c.x, kScale16), t7_quantize(c.y, kScale16),
+                        t7_quantize(c.z, kScale16), t7_quantize(c.w, kScale16));
+}
+
 T7_HOST_DEVICE inline void readbackRgba8Element(unsigned i, const float4* src, uchar4* dst)
 {
-    const float4 c = src[i];
-    dst[i] = make_uchar4(t7_quantize(c.x, kScaleRgba8), t7_quantize(c.y, kScaleRgba8),
-                         t7_quantize(c.z, kScaleRgba8), t7_quantize(c.w, kScaleRgba8));
+    dst[i] = t7_toUchar4(src[i], kScaleRgba8);
 }
 
 T7_HOST_DEVICE inline void readbackBgra8Element(unsigned i, const float4* src, uchar4* dst)
 {
-    const float4 c = src[i];
-    dst[i] = make_uchar4(t7_quantize(c.z, kScaleBgra8), t7_quantize(c.y, kScaleBgra8),
-                         t7_quantize(c.x, kScaleBgra8), t7_quantize(c.w, kScaleBgra8));
+    dst[i] = t7_toUchar4(t7_bgra(src[i]), kScaleBgra8);
 }
 
 T7_HOST_DEVICE inline void readbackRgba16Element(unsigned i, const float4* src, ushort4* dst)
 {
-    const float4 c = src[i];
-    dst[i] = make_ushort4(t7_quantize(c.x, kScale16), t7_quantize(c.y, kScale16),
-                          t7_quantize(c.z, kScale16), t7_quantize(c.w, kScale16));
+    dst[i] = t7_toUshort4(src[i]);
 }
 
 T7_HOST_DEVICE inline void readbackBgra16Element(unsigned i, const float4* src, ushort4* dst)
 {
-    const float4 c = src[i];
-    dst[i] = make_ushort4(t7_quantize(c.z, kScale16), t7_quantize(c.y, kScale16),
-                          t7_quantize(c.x, kScale16), t7_quantize(c.w, kScale16));
+    dst[i] = t7_toUshort4(t7_bgra(src[i]));
 }
 
 // No clamping: the channels are only reordered.
 T7_HOST_DEVICE inline void readbackBgra32Element(unsigned i, const float4* src, float4* dst)
 {
-    const float4 c = src[i];
-    dst[i] = make_float4(c.z, c.y, c.x, c.w);
+    dst[i] = t7_bgra(src[i]);
 }

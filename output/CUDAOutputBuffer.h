@@ -109,7 +109,10 @@ void CUDAOutputBuffer<PIXEL_FORMAT>::resize(int width, int height)
         }
     } catch (...) {
         m_width = m_height = 0;
-        destructorGuard("CUDAOutputBuffer", [&] { release(); }, std::cerr);
+        try {
+            release(); // the first failure is the one reported
+        } catch (...) {
+        }
         throw;
     }
     if (!m_host_pixels.empty())
@@ -129,7 +132,7 @@ template <typename PIXEL_FORMAT> PIXEL_FORMAT* CUDAOutputBuffer<PIXEL_FORMAT>::g
     m_host_pixels.resize(size_t(m_width) * size_t(m_height));
     makeCurrent();
     // clang-format off
-    CUDA_CHECK(cudaMemcpy(static_cast<void*>(m_host_pixels.data()), map(), m_width * m_height * sizeof(PIXEL_FORMAT), cudaMemcpyDeviceToHost));
+    CUDA_CHECK(cudaMemcpy(m_host_pixels.data(), map(), m_width * m_height * sizeof(PIXEL_FORMAT), cudaMemcpyDeviceToHost));
     // clang-format on
     unmap();
     return m_host_pixels.data();

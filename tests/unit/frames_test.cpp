@@ -111,6 +111,8 @@ TEST_F(Frames, TwoDevicesRenderTheirTilesIntoOneImage)
                   reinterpret_cast<int2*>(findPathTracer(h)->states()[size_t(d)].d_sample_indices));
     }
     EXPECT_EQ(launches[2].width, 8u * 6 * 64) << "one device renders every tile";
+    ASSERT_TRUE(ApiResize(h, 20, 8, nullptr));
+    EXPECT_EQ(findPathTracer(h)->states()[1].num_samples, 2 * 64) << "two tiles a band each";
 }
 
 TEST_F(Frames, AccumulationIsTheExactMeanOfAllPassesInEveryImage)
@@ -261,6 +263,7 @@ TEST_F(Frames, ReadbackFormatsOfTheImage)
     ASSERT_TRUE(ApiGetRawOutputBuffer(h, &rawData, &rawSize, nullptr));
     const float nan = std::numeric_limits<float>::quiet_NaN();
     static_cast<float4*>(rawData)[0] = make_float4(1.0f, 0.99612f, nan, -1.0f);
+    static_cast<float4*>(rawData)[1] = make_float4(7.0f, 0.5f, 1.0f / 255.99f, 0.0f);
     struct Case {
         readbackMode mode;
         unsigned bytes;
@@ -276,12 +279,13 @@ TEST_F(Frames, ReadbackFormatsOfTheImage)
     using us = unsigned short;
     using uc = unsigned char;
     const Case cases[] = {
-        {READBACK_RGBA8, 4, b(uc(255), uc(254), uc(0), uc(0))},
-        {READBACK_BGRA8, 4, b(uc(0), uc(255), uc(255), uc(0))},
-        {READBACK_RGBA16, 8, b(us(65535), us(65281), us(0), us(0))},
-        {READBACK_BGRA16, 8, b(us(0), us(65281), us(65535), us(0))},
-        {READBACK_RGBA32, 16, b(1.0f, 0.99612f, nan, -1.0f)},
-        {READBACK_BGRA32, 16, b(nan, 0.99612f, 1.0f, -1.0f)},
+        // Saturated, scaled (the 8-bit scales differ) and truncated.
+        {READBACK_RGBA8, 4, b(uc(255), uc(254), uc(0), uc(0), uc(255), uc(127), uc(1), uc(0))},
+        {READBACK_BGRA8, 4, b(uc(0), uc(255), uc(255), uc(0), uc(1), uc(127), uc(255), uc(0))},
+        {READBACK_RGBA16, 8, b(us(65535), us(65281), us(0), us(0), us(65535), us(32767), us(256), us(0))},
+        {READBACK_BGRA16, 8, b(us(0), us(65281), us(65535), us(0), us(256), us(32767), us(65535), us(0))},
+        {READBACK_RGBA32, 16, b(1.0f, 0.99612f, nan, -1.0f, 7.0f, 0.5f, 1.0f / 255.99f, 0.0f)},
+        {READBACK_BGRA32, 16, b(nan, 0.99612f, 1.0f, -1.0f, 1.0f / 255.99f, 0.5f, 7.0f, 0.0f)},
         // A BGRA32 stage reports mode 4: asking for 4 now reuses it.
         {READBACK_BGRA16, 16, b(nan, 0.99612f, 1.0f, -1.0f)},
     };
@@ -369,9 +373,10 @@ TEST_F(Frames, SampleBuffersInHostMemoryRenderTheSameImage)
     EXPECT_EQ(raw().size(), size_t(kWidth * kHeight));
 
     // No device memory left: every sample buffer goes to mapped host memory.
+    // At 40 x 12 the tiles reach beyond the image, whose samples are dropped.
     sim::setDeviceMemoryLimit(0, 0);
     sim::setDeviceMemoryLimit(1, 0);
-    const std::string out = printed([&] { EXPECT_TRUE(ApiResize(h, 32, 16, error)) << error; });
+    const std::string out = printed([&] { EXPECT_TRUE(ApiResize(h, 40, 12, error)) << error; });
     for (int d = 0; d < 2; ++d)
         sim::setDeviceMemoryLimit(d, size_t(1) << 30);
     const std::string lines = " allocation failed on device: out of memory\n"
@@ -383,9 +388,24 @@ TEST_F(Frames, SampleBuffersInHostMemoryRenderTheSameImage)
     void* data = nullptr;
     int size = 0;
     ApiGetRawOutputBuffer(h, &data, &size, nullptr);
-    ASSERT_EQ(size, 32 * 16 * 16);
-    const float4 p = static_cast<float4*>(data)[(15 - 12) * 32 + 20];
-    EXPECT_TRUE(p.x == 20 && p.y == 12 && p.z == deviceOf(20, 12) && p.w == 1.5f);
+    ASSERT_EQ(size, 40 * 12 * 16);
+    for (unsigned y = 0; y < 12; ++y)
+        for (unsigned x = 0; x < 40; ++x) {
+            const float4 p = static_cast<float4*>(data)[(11 - y) * 40 + x];
+            ASSERT_TRUE(p.x == x && p.y == y && p.z == deviceOf(x, y) && p.w == 1.5f);
+        }
+
+    // Keeping albedo with no memory anywhere: the change is undone, the
+    // launch refuses the emptied buffers, and a resize brings them back.
+    sim::setPinnedMemoryLimit(0);
+    sim::setDeviceMemoryLimit(0, 0);
+    EXPECT_NE(failure([&] { findPathTracer(h)->setSaveAlbedoState(true); }), "<no exception>");
+    sim::setPinnedMemoryLimit(SIZE_MAX);
+    sim::setDeviceMemoryLimit(0, size_t(1) << 30);
+    EXPECT_TRUE(image<float4>(ApiGetAlbedoBuffer).empty());
+    printed([&] { EXPECT_EQ(ApiLaunch(h, 1, 100, error), 0x900); });
+    EXPECT_TRUE(ApiResize(h, 40, 12, error)) << error;
+    EXPECT_EQ(launch(1, 100), 0);
 }
 
 } // namespace
