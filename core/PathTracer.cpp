@@ -63,12 +63,12 @@ int PathTracer::getGpuComputeCap(unsigned device)
 }
 
 PathTracer::PathTracer(unsigned width, unsigned height, readbackMode mode,
-                       const VariableMap<int>& /*intVariables*/,
-                       const VariableMap<unsigned>& /*uintVariables*/,
-                       const VariableMap<uint2>& /*uint2Variables*/,
-                       const VariableMap<float>& /*floatVariables*/,
-                       const VariableMap<float2>& /*float2Variables*/,
-                       const VariableMap<float3>& /*float3Variables*/,
+                       const VariableMap<int>& intVariables,
+                       const VariableMap<unsigned>& uintVariables,
+                       const VariableMap<uint2>& uint2Variables,
+                       const VariableMap<float>& floatVariables,
+                       const VariableMap<float2>& float2Variables,
+                       const VariableMap<float3>& float3Variables,
                        const std::vector<unsigned>& devices, int logLevel)
     : m_width(width), m_height(height)
 {
@@ -101,6 +101,8 @@ PathTracer::PathTracer(unsigned width, unsigned height, readbackMode mode,
     if (!setReadback(mode))
         throw sutil::Exception("Readback mode not supported.");
     resize(width, height);
+    setVariables(intVariables, uintVariables, uint2Variables, floatVariables, float2Variables,
+                 float3Variables);
 
     // Geometry without a material of its own falls back to this one.
     const std::string dummyHit = "dummy7_chit.cu::__closesthit__dummy";

@@ -3,6 +3,7 @@
 // folder of the subsystem they belong to.
 
 #include "PathTracerState.h"
+#include "ShaderVariables.h"
 
 #include "api/trevix7.h"
 #include "output/CUDAOutputBuffer.h"
@@ -71,6 +72,22 @@ public:
     void clearAccumulation() { m_accumFrames = 0; }
     unsigned accumFrames() const { return m_accumFrames; }
     unsigned totalFrames() const { return m_totalFrames; }
+
+    // --- Shader variables (core/) ---
+    // Every variable: the lists' values, defaults for the others; the light,
+    // camera-texture and background fields of the launch parameters and the
+    // post-processing samplers are cleared, to be filled again.
+    void setVariables(const VariableMap<int>& ints, const VariableMap<unsigned>& uints,
+                      const VariableMap<uint2>& uint2s, const VariableMap<float>& floats,
+                      const VariableMap<float2>& float2s, const VariableMap<float3>& float3s);
+    // Only the variables named; the others keep their values.
+    void updateVariables(const VariableMap<int>& ints, const VariableMap<unsigned>& uints,
+                         const VariableMap<uint2>& uint2s, const VariableMap<float>& floats,
+                         const VariableMap<float2>& float2s, const VariableMap<float3>& float3s);
+    const ShaderVariables& variables() const { return m_variables; }
+    // Gamma and exposure of the post-processing, also in every device's
+    // launch parameters.
+    void setPostprocGamma(float gamma, float scale);
 
     // --- Sample buffers (core/) ---
     // The output size: the readback stage, the output images and every
@@ -274,6 +291,13 @@ private:
     bool uploadAttributes(std::map<unsigned, Geometry> PathTracerState::*kind, unsigned id,
                           std::initializer_list<SlotData> slots);
     void startDevice(PathTracerState& state, int ordinal, int logLevel);
+    static ShaderVariables readVariables(ShaderVariables from, const VariableMap<int>& ints,
+                                         const VariableMap<unsigned>& uints,
+                                         const VariableMap<uint2>& uint2s,
+                                         const VariableMap<float>& floats,
+                                         const VariableMap<float2>& float2s,
+                                         const VariableMap<float3>& float3s);
+    void applyVariables(const ShaderVariables& v);
     // Waits for every device (the synchronise check).
     void syncAllDevices();
     // Folds one device's batch of `count` passes into the images.
@@ -326,6 +350,7 @@ private:
     std::atomic<bool> m_breakRequested{false};
     bool m_saveAlbedo = false;
     bool m_saveNormals = false;
+    ShaderVariables m_variables;
 
     // What the next compile must redo: hit programs, pipeline, binding table.
     bool m_hit_dirty = true;

@@ -114,6 +114,7 @@ TEST_F(Boundary, UnknownHandlesGiveTheirUnknownValuesBeforeReadingArguments)
     EXPECT_FALSE(DRIVE(ApiSetSaveAlbedoState)(kUnknown, true));
     EXPECT_FALSE(DRIVE(ApiSetSaveNormalsState)(kUnknown, true));
     EXPECT_FALSE(DRIVE(ApiSetReadbackMode)(kUnknown, READBACK_RGBA8));
+    EXPECT_FALSE(DRIVE(ApiUpdateVariables)(kUnknown, nullptr, nullptr, 9, nullptr, nullptr, 9, nullptr, nullptr, 9, nullptr, nullptr, 9, nullptr, nullptr, 9, nullptr, nullptr, 9));
     DRIVE(ApiReadHitPosAtPoint)(kUnknown, 0, 0, nullptr);
     DRIVE(ApiReadGeomIdAtPoint)(kUnknown, 0, 0, nullptr);
 
@@ -178,6 +179,7 @@ TEST_F(Boundary, NullArgumentsAreRefusedByName)
     EXPECT_STREQ(error, "size must not be null.");
     ApiReadHitPosAtPoint(h, 0, 0, nullptr);
     ApiReadGeomIdAtPoint(h, 0, 0, nullptr);
+    EXPECT_FALSE(ApiUpdateVariables(h, nullptr, nullptr, 0, nullptr, nullptr, 0, nullptr, nullptr, 0, nullptr, nullptr, 1, nullptr, nullptr, 0, nullptr, nullptr, 0));
 
     // Empty lists may be null; the calls then go through.
     EXPECT_TRUE(ApiUploadGeometryMeshFaces(h, g, nullptr, 0, nullptr, 0, nullptr));

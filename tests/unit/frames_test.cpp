@@ -409,3 +409,58 @@ TEST_F(Frames, SampleBuffersInHostMemoryRenderTheSameImage)
 }
 
 } // namespace
+
+namespace {
+
+bool same(float3 a, float3 b) { return a.x == b.x && a.y == b.y && a.z == b.z; }
+
+// Variables reach every device's launch parameters by name, in their own list
+// only; a change restarts accumulation and is copied with the next pass.
+TEST_F(Frames, ShaderVariablesByNameOnEveryDevice)
+{
+    const PathTracer& pt = *findPathTracer(h);
+    for (const PathTracerState& s : pt.states()) {
+        const Params& p = s.params;
+        EXPECT_TRUE(p.path_seg_range.x == 2 && p.path_seg_range.y == 6);
+        EXPECT_EQ(p.scene_epsilon, 0.001f);
+        EXPECT_TRUE(p.gamma == 2.2f && p.exposure == 1.0f);
+        EXPECT_TRUE(same(p.bad_color, make_float3(1, 0, 1)) &&
+                    same(p.bg_color, make_float3(0.01f, 0.01f, 0.01f)) &&
+                    same(p.ambient_color, make_float3(0.1f, 0.1f, 0.1f)));
+    }
+    EXPECT_EQ(pt.variables().denoiser_kind, 3);
+    EXPECT_EQ(pt.variables().denoiser_start, 4u);
+
+    EXPECT_EQ(launch(2, 100), 0);
+    const char* names[] = {"scene_epsilon", "scene_epsilon", "denoiser_start"};
+    int inInts[] = {7};
+    float epsilon[] = {0.5f, 0.25f}; // a name given twice keeps its first value
+    unsigned start[] = {9};
+    EXPECT_TRUE(ApiUpdateVariables(h, names, inInts, 1, names + 2, start, 1, nullptr, nullptr, 0,
+                                   names, epsilon, 2, nullptr, nullptr, 0, nullptr, nullptr, 0));
+    EXPECT_EQ(pt.accumFrames(), 0u);
+    EXPECT_EQ(pt.variables().denoiser_start, 9u);
+    for (const PathTracerState& s : pt.states())
+        EXPECT_TRUE(s.params.scene_epsilon == 0.5f && s.params.path_seg_range.y == 6 &&
+                    s.params.gamma == 2.2f);
+    EXPECT_EQ(launch(1, 100), 0);
+    EXPECT_EQ(sim::records().launches.back().params.scene_epsilon, 0.5f);
+
+    // At creation: the lists' values, defaults for the rest.
+    const char* created[] = {"bg_color", "path_seg_range", "tonemap_gamma"};
+    trevix7_float3 bg[] = {{0.5f, 0.25f, 0}};
+    trevix7_uint2 range[] = {{1, 9}};
+    float gamma[] = {1.0f};
+    char error[kErrorSize];
+    const unsigned other = ApiCreatePathTracer(
+        8, 8, READBACK_NONE, nullptr, nullptr, 0, nullptr, nullptr, 0, created + 1, range, 1,
+        created + 2, gamma, 1, nullptr, nullptr, 0, created, bg, 1, nullptr, 0, 0, error);
+    ASSERT_NE(other, 0u) << error;
+    for (const PathTracerState& s : findPathTracer(other)->states())
+        EXPECT_TRUE(same(s.params.bg_color, make_float3(0.5f, 0.25f, 0)) &&
+                    s.params.path_seg_range.x == 1 && s.params.gamma == 1.0f &&
+                    s.params.exposure == 1.0f && s.params.scene_epsilon == 0.001f);
+    EXPECT_TRUE(ApiDestroyPathTracer(other, nullptr));
+}
+
+} // namespace
