@@ -8,7 +8,6 @@
 #include "DeviceMemory.h"
 #include "kernels/WorkDistribution_kernel.h"
 
-#include <iostream>
 
 T7_CHECK_LABEL(PathTracer::kLabel);
 

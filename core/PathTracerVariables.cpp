@@ -4,8 +4,6 @@
 
 #include "PathTracer.h"
 
-T7_CHECK_LABEL(PathTracer::kLabel);
-
 namespace {
 
 template <typename T> struct Named {

@@ -3,11 +3,7 @@
 
 #include "core/PathTracer.h"
 
-#include "core/CUDABuffer.h"
-
 #include <cstring>
-
-T7_CHECK_LABEL(PathTracer::kLabel);
 
 std::unique_ptr<Readback> PathTracer::obtainReadback(readbackMode mode)
 {
