@@ -32,8 +32,6 @@ State* create()
 {
     auto* s = new State;
     s->devices = devicesFromEnvironment();
-    if (const char* path = std::getenv("TREVIX7_SIM_TRACE"))
-        s->trace = std::fopen(path, "a");
     return s;
 }
 
@@ -63,10 +61,6 @@ void trace(const char* api, const char* fmt, ...)
     std::vsnprintf(line + n, sizeof line - size_t(n), fmt, args);
     va_end(args);
     state().journal.push_back(line);
-    if (FILE* f = state().trace) {
-        std::fprintf(f, "%s\n", line);
-        std::fflush(f);
-    }
 }
 
 int injected(const char* function, char* log, size_t* logSize)

@@ -7,7 +7,6 @@
 #include <cuda_runtime_api.h>
 
 #include <cstdint>
-#include <cstdio>
 #include <map>
 #include <mutex>
 #include <set>
@@ -91,11 +90,10 @@ struct State {
     std::vector<Structure> structures; // every structure ever made, by serial
     bool compactionSaves = true;
     std::map<unsigned, std::function<void()>> passHooks; // by pass index
-    FILE* trace = nullptr;
 };
 
-// The state, created from TREVIX7_SIM_DEVICES / TREVIX7_SIM_DEVICE_MEMORY /
-// TREVIX7_SIM_TRACE on first use. Calls hold the lock while they touch it.
+// The state, created from TREVIX7_SIM_DEVICES / TREVIX7_SIM_DEVICE_MEMORY on
+// first use. Calls hold the lock while they touch it.
 State& state();
 std::mutex& lock();
 
@@ -106,7 +104,7 @@ template <typename F> auto locked(F&& f)
     return f(state());
 }
 
-// Appends one line to the journal, and to the trace file when tracing is on.
+// Appends one line to the journal.
 void trace(const char* api, const char* fmt, ...) __attribute__((format(printf, 2, 3)));
 
 // The result injected for this call of `function`, or 0 (success). An

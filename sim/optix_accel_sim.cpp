@@ -38,9 +38,7 @@ size_t primitives(const OptixBuildInput& in)
 {
     switch (in.type) {
     case OPTIX_BUILD_INPUT_TYPE_TRIANGLES:
-        return in.triangleArray.indexFormat != OPTIX_INDICES_FORMAT_NONE
-                   ? in.triangleArray.numIndexTriplets
-                   : in.triangleArray.numVertices / 3;
+        return in.triangleArray.numIndexTriplets; // the library always indexes
     case OPTIX_BUILD_INPUT_TYPE_CURVES:
         return in.curveArray.numPrimitives;
     case OPTIX_BUILD_INPUT_TYPE_CUSTOM_PRIMITIVES:
@@ -141,9 +139,8 @@ bool checkBuffers(const OptixBuildInput& in, int device, std::vector<OptixInstan
         return t.vertexFormat == OPTIX_VERTEX_FORMAT_FLOAT3 && t.vertexBuffers &&
                reachable(t.vertexBuffers[0], t.numVertices * orNatural(t.vertexStrideInBytes, 12),
                          device, true) &&
-               (t.indexFormat == OPTIX_INDICES_FORMAT_NONE ||
-                (t.indexFormat == OPTIX_INDICES_FORMAT_UNSIGNED_INT3 &&
-                 reachable(t.indexBuffer, n * orNatural(t.indexStrideInBytes, 12), device, true))) &&
+               t.indexFormat == OPTIX_INDICES_FORMAT_UNSIGNED_INT3 &&
+               reachable(t.indexBuffer, n * orNatural(t.indexStrideInBytes, 12), device, true) &&
                t.flags && t.numSbtRecords >= 1;
     }
     case OPTIX_BUILD_INPUT_TYPE_CURVES: {
@@ -301,9 +298,7 @@ OptixResult accelBuild(OptixDeviceContext context, CUstream stream,
         describe(inputs[0], r);
         r.tempSize = tempSize;
         r.tempPinned = tempPinned;
-        r.outputSize = outputSize;
         r.numEmittedProperties = numEmitted;
-        r.handle = *outputHandle;
         return OPTIX_SUCCESS;
     }();
     if (e == OPTIX_SUCCESS)
@@ -337,7 +332,7 @@ OptixResult accelCompact(OptixDeviceContext context, CUstream stream,
             s.size = s.compactedSize;
             *outputHandle = makeStructure(s);
             state().records.compactions.push_back(
-                {device, inputHandle, *outputHandle, outputBufferSizeInBytes, stream});
+                {*outputHandle, stream});
             e = OPTIX_SUCCESS;
         }
     }
@@ -433,11 +428,9 @@ OptixResult accelRelocate(OptixDeviceContext context, CUstream stream,
                     return OPTIX_ERROR_INVALID_VALUE;
         }
         r.device = device;
-        r.source = s.address;
-        r.targetSize = targetSize;
         s.device = device;
         s.address = target;
-        *targetHandle = r.target = makeStructure(s);
+        *targetHandle = makeStructure(s);
         return OPTIX_SUCCESS;
     }();
     if (e == OPTIX_SUCCESS)

@@ -31,8 +31,7 @@ const char* errorName(OptixResult result)
 
 struct Context {
     int device;
-    OptixLogCallback callback;
-    void* callbackData;
+    bool callback;
     unsigned level;
     size_t record; // index into the context history
 };
@@ -42,37 +41,26 @@ bool liveContext(OptixDeviceContext c)
     return c && state().optixContexts.count(c);
 }
 
-void log(const Context& c, unsigned level, const char* tag, const std::string& message)
-{
-    if (c.callback && level <= c.level)
-        c.callback(level, tag, message.c_str(), c.callbackData);
-}
-
 OptixResult contextCreate(CUcontext fromContext, const OptixDeviceContextOptions* options,
                           OptixDeviceContext* context)
 {
-    Context* c = nullptr;
-    {
-        std::lock_guard<std::mutex> guard(lock());
-        SIM_OPTIX_INJECT("optixDeviceContextCreate");
-        if (!context)
-            return OPTIX_ERROR_INVALID_VALUE;
-        // Only the current CUDA context (a null handle) is supported.
-        if (fromContext || state().devices.empty())
-            return OPTIX_ERROR_INVALID_DEVICE_CONTEXT;
-        int device = sim::currentDevice();
-        if (!state().devices[device].contextCreated)
-            return OPTIX_ERROR_CUDA_NOT_INITIALIZED;
-        c = new Context{device, options ? options->logCallbackFunction : nullptr,
-                        options ? options->logCallbackData : nullptr,
-                        options ? unsigned(options->logCallbackLevel) : 0u,
-                        state().records.contexts.size()};
-        *context = reinterpret_cast<OptixDeviceContext>(c);
-        state().optixContexts.insert(c);
-        state().records.contexts.push_back({device, c->level, c->callback != nullptr, 0});
-        sim::trace("optix", "optixDeviceContextCreate device=%d level=%u -> 0", device, c->level);
-    }
-    log(*c, 4, "SIMCONTEXT", "Created device context on device " + std::to_string(c->device));
+    std::lock_guard<std::mutex> guard(lock());
+    SIM_OPTIX_INJECT("optixDeviceContextCreate");
+    if (!context)
+        return OPTIX_ERROR_INVALID_VALUE;
+    // Only the current CUDA context (a null handle) is supported.
+    if (fromContext || state().devices.empty())
+        return OPTIX_ERROR_INVALID_DEVICE_CONTEXT;
+    int device = sim::currentDevice();
+    if (!state().devices[device].contextCreated)
+        return OPTIX_ERROR_CUDA_NOT_INITIALIZED;
+    auto* c = new Context{device, options && options->logCallbackFunction,
+                          options ? unsigned(options->logCallbackLevel) : 0u,
+                          state().records.contexts.size()};
+    *context = reinterpret_cast<OptixDeviceContext>(c);
+    state().optixContexts.insert(c);
+    state().records.contexts.push_back({device, c->level, c->callback, 0});
+    sim::trace("optix", "optixDeviceContextCreate device=%d level=%u -> 0", device, c->level);
     return OPTIX_SUCCESS;
 }
 

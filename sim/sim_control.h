@@ -103,22 +103,14 @@ struct BuildRecord {
     std::vector<OptixInstance> instances; // instance structures: the instances as built
     size_t tempSize;   // tempBufferSizeInBytes
     bool tempPinned;   // the temp buffer was mapped pinned host memory
-    size_t outputSize; // outputBufferSizeInBytes
     unsigned numEmittedProperties;
-    OptixTraversableHandle handle;
 };
 struct CompactionRecord {
-    int device;
-    OptixTraversableHandle input;
     OptixTraversableHandle output;
-    size_t outputSize; // outputBufferSizeInBytes
     CUstream stream;
 };
 struct RelocationRecord {
     int device; // the target's
-    OptixTraversableHandle source;
-    OptixTraversableHandle target;
-    size_t targetSize; // targetAccelSizeInBytes
     std::vector<OptixTraversableHandle> instanceHandles; // instance structures: the new handles
 };
 // A program group that was created: its kind and its programs, one for

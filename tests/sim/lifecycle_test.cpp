@@ -1,11 +1,7 @@
-// Instance lifetime through the entry points, on one simulated device (860),
-// and the trace file.
+// Instance lifetime through the entry points, on one simulated device (860).
 
 #include "support.h"
 
-#include <algorithm>
-#include <cstdlib>
-#include <fstream>
 
 using namespace t7test;
 
@@ -87,26 +83,6 @@ TEST_F(Lifecycle, AFailedDeviceStartReleasesWhatWasBuilt)
         EXPECT_EQ(c.out, k.out) << k.function;
         expectBooksAtZero();
     }
-}
-
-// TREVIX7_SIM_TRACE=<file>: the journal's lines are appended to the file.
-TEST(Trace, TheFileHoldsTheJournal)
-{
-    const char* path = std::getenv("TREVIX7_SIM_TRACE");
-    ASSERT_NE(path, nullptr);
-    sim::clearJournal();
-    Created c = create({0});
-    ASSERT_NE(c.handle, 0u) << c.error;
-    ApiDestroyPathTracer(c.handle, nullptr);
-    std::ifstream in(path);
-    std::vector<std::string> traced;
-    for (std::string line; std::getline(in, line);)
-        traced.push_back(line);
-    const std::vector<std::string> journal = sim::journal();
-    ASSERT_GE(traced.size(), journal.size());
-    EXPECT_TRUE(std::equal(journal.begin(), journal.end(), traced.end() - journal.size()));
-    EXPECT_NE(std::find(journal.begin(), journal.end(), "cuda cudaMalloc device=0 bytes=296 -> 0"),
-              journal.end());
 }
 
 } // namespace

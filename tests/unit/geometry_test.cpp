@@ -70,23 +70,6 @@ TEST_F(DeviceBuffers, AllocHoldsExactlyTheRequestedCountAndDropsOldContents)
         x->free();
 }
 
-TEST_F(DeviceBuffers, NegativeOrdinalNeitherSelectsNorFrees)
-{
-    CuBuffer loose; // element size 1, no device
-    loose.alloc(16);
-    void* first = reinterpret_cast<void*>(loose.ptr());
-    loose.alloc(32); // the old block is not freed
-    loose.free();    // does nothing without a device
-    EXPECT_EQ(sim::counts().deviceAllocations, 2u);
-    EXPECT_EQ(failure([&] { loose.upload("x"); }).rfind(
-                  "CUDA call (cudaSetDevice(m_device_idx) ) failed with error: "
-                  "'invalid device ordinal' (CUDABuffer.cpp:",
-                  0),
-              0u);
-    EXPECT_EQ(cudaFree(first), cudaSuccess);
-    EXPECT_EQ(cudaFree(reinterpret_cast<void*>(loose.ptr())), cudaSuccess);
-}
-
 TEST_F(DeviceBuffers, FailedAllocationKeepsTheNewCountAndNoPointer)
 {
     CuBuffer b(8, 0, nullptr);
@@ -429,15 +412,6 @@ TEST_F(GeometryAccel, CurvesTakeTheirTypeSlotsAndStrides)
         EXPECT_EQ(r.vertexBuffer, g->buffers().at(0).ptr());
         EXPECT_EQ(r.widthBuffer, g->buffers().at(4).ptr());
     }
-    // Without segments no vertex is read.
-    sim::clearRecords();
-    auto bare = curve(0, geoBSplineCubic);
-    bare->uploadBuffer(geoBufIndices, nullptr, 0);
-    bare->resizeBuffer(geoBufIndices, 0);
-    build(*bare, 0);
-    ASSERT_EQ(sim::records().builds.size(), 1u);
-    EXPECT_EQ(sim::records().builds[0].vertexBuffer, 0u);
-    EXPECT_EQ(sim::records().builds[0].input.curveArray.numPrimitives, 0u);
 }
 
 TEST_F(GeometryAccel, MemoryFallBacksAndTheirReports)
@@ -499,20 +473,6 @@ TEST_F(GeometryAccel, MemoryFallBacksAndTheirReports)
                             "   requested output buffer size: 0 MB\n"
                             "   aborting.\n");
     EXPECT_TRUE(g->m_accel_dirty);
-}
-
-TEST_F(GeometryAccel, ChecksQuoteTheTriangleBuildAndLeaveNothing)
-{
-    auto g = mesh(0);
-    sim::failNext("optixAccelBuild", OPTIX_ERROR_INVALID_VALUE);
-    const std::string msg = failure([&] { g->buildMeshAccel(s_contexts[0], false, false); });
-    EXPECT_EQ(msg.rfind("OPTIX_ERROR_INVALID_VALUE: Optix call 'optixAccelBuild(context, m_stream, "
-                        "&accel_options, &triangle_input, 1, d_temp_buffer_gas, ",
-                        0),
-              0u)
-        << msg;
-    EXPECT_NE(msg.find("' failed: Geometry.cpp:"), std::string::npos) << msg;
-    EXPECT_EQ(sim::counts().deviceAllocations, 2u) << "only the two slots";
 }
 
 // The placeholder kind needs no slots: one box of edge 0.1 at the origin.
@@ -578,12 +538,6 @@ TEST_F(GeometryAccel, BoxesComeFromEachKindsSlots)
         // A slot shorter than slot 0 cannot be boxed: a kernel would read past it.
         g->uploadBuffer(k.slots.back(), data[k.slots.back()].data(), 2);
         EXPECT_FALSE(g->applyPreprocessing());
-    }
-    for (geoPrimirivesType type : {geoParallelepipeds2, geoPrimitives10, geoPrimitives0}) {
-        auto g = primitives(0, type);
-        g->createBuffer(geoBufVertices, 0, 12);
-        g->uploadBuffer(geoBufVertices, kVertices.data(), 2);
-        EXPECT_FALSE(g->applyPreprocessing()) << "no kernel for kind " << type;
     }
     auto empty = primitives(0, geoParticleSet);
     EXPECT_FALSE(empty->applyPreprocessing()) << "no slots and not the placeholder";

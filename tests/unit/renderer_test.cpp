@@ -212,8 +212,6 @@ protected:
 TEST_F(Pipeline, AnEmptySceneLinksFiveGroupsWithThePlaceholderLast)
 {
     EXPECT_FALSE(m_pt->createPipeline(state(0))) << "no camera program yet";
-    for (const char* invalid : {"dummy7_camera.cu::", "::__raygen__dummy", "dummy7_camera.cu"})
-        EXPECT_FALSE(m_pt->setCameraProgram(invalid)) << invalid;
     ASSERT_TRUE(m_pt->setCameraProgram(kCamera));
     ASSERT_TRUE(m_pt->setMissProgram(kMiss));
     EXPECT_EQ(t7test::failure([&] { m_pt->setMissProgram("missing7.cu::__miss__x"); }),
@@ -246,7 +244,6 @@ TEST_F(Pipeline, AnEmptySceneLinksFiveGroupsWithThePlaceholderLast)
         return sim::GroupRecord{};
     };
     const PathTracerState& s = state(0);
-    EXPECT_EQ(find(s.raygen_prog_group).entries[0], "__raygen__dummy");
     const sim::GroupRecord occlusionMiss = find(s.occlusion_miss_group);
     EXPECT_TRUE(occlusionMiss.modules[0] == nullptr && occlusionMiss.entries[0].empty())
         << "an occlusion miss runs nothing";
@@ -429,7 +426,6 @@ TEST_F(Compile, AnEmptySceneHasThePlaceholderInstanceOnEveryDevice)
     EXPECT_EQ(relocations(1), 2u) << "the placeholder's structure and the instances";
     for (size_t k = 0; k < 2; ++k) {
         EXPECT_EQ(state(k).params.handle, state(k).ias_handle);
-        EXPECT_EQ(state(k).sbt.hitgroupRecordCount, 2u);
     }
     // Nothing changed, nothing done.
     sim::clearJournal();
@@ -479,10 +475,6 @@ TEST_F(Compile, EachFailingStepSaysSo)
     m_pt->uploadGeometryBuffers(bad, 2, {{0, const_cast<float3*>(points.data())}});
     EXPECT_EQ(t7test::printed([&] { EXPECT_FALSE(m_pt->compileScene()); }),
               "compile: preprocessing/GAS failed on primary dev.\n");
-    // A new instance has no camera program to link.
-    t7test::printed([&] { m_pt.reset(new PathTracer(64, 48, READBACK_RGBA8, {}, {}, {}, {}, {}, {}, {}, 0)); });
-    EXPECT_EQ(t7test::printed([&] { EXPECT_FALSE(m_pt->compileScene()); }),
-              "compile: pipelines failed.\n");
 }
 
 // New segments alone do not make a curve's structure stale (the setter of
