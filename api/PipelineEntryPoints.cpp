@@ -1,4 +1,5 @@
-// Entry points for the programs of an instance and the compilation of its scene.
+// Entry points for the programs of an instance, its lights and the compilation
+// of its scene.
 
 #include "trevix7.h"
 
@@ -17,6 +18,14 @@ bool ApiSetMissProgram(unsigned int handle, const char* program, char* error)
 {
     return catching(handle, error, false, false, [&](PathTracer& pt) {
         return pt.setMissProgram(requiredString(program, "program"));
+    });
+}
+
+bool ApiSetupLights(unsigned int handle, LightData* lights, unsigned int count)
+{
+    return nonCatching(handle, false, [&](PathTracer& pt) {
+        pt.setupLights(required(lights, "lights", count), count);
+        return true;
     });
 }
 

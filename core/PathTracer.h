@@ -7,8 +7,10 @@
 
 #include "api/trevix7.h"
 #include "output/CUDAOutputBuffer.h"
+#include "output/Camera.h"
 #include "output/Postprocessing.h"
 #include "output/Readback.h"
+#include "output/Trackball.h"
 
 #include <cuda_runtime.h>
 
@@ -138,6 +140,53 @@ public:
     bool pipelineDirty() const { return m_pipeline_dirty; }
     bool sbtDirty() const { return m_sbt_dirty; }
     bool iasDirty() const { return m_ias_dirty; }
+
+    // --- Cameras (output/) ---
+    // A new camera under the next process-wide id (the first is 1); it is
+    // not made current. The aspect is taken from the output size.
+    unsigned setupCamera(std::string name, const float3& eye, const float3& target,
+                         const float3& up, float fov, float rxy, const float2& cxy,
+                         float aperture, float lens1, float focus, float lens2, float lens3,
+                         float lens4, bool glock, const std::vector<unsigned int>& textures);
+    // Makes the camera current: its program when the name differs from the
+    // current camera's, the trackball attached to it, and updateCamera().
+    // False for an unknown id or a program name without "::" (nothing then
+    // changes); true at once when it is current already.
+    bool setCurrentCamera(unsigned id, char* error);
+    // Publishes the current camera into every device's launch parameters and
+    // restarts accumulation; false when there is no current camera. Throws
+    // "Camera texture 0 not found." or "Camera texture 1 not found.".
+    bool updateCamera();
+    unsigned currentCamera() const { return m_currentCamera; }
+    // Getters and setters give false for an unknown id, leaving outputs
+    // untouched. The frame setters (eye, target, up, fov, rxy, cxy) attach
+    // the trackball to the camera. None of them publishes: updateCamera does.
+    bool getCameraGLock(unsigned id) const;
+    bool setCameraGLock(unsigned id, bool glock);
+    bool getCameraEye(unsigned id, float3* eye) const;
+    bool setCameraEye(unsigned id, const float3& eye);
+    bool getCameraTarget(unsigned id, float3* target) const;
+    bool setCameraTarget(unsigned id, const float3& target);
+    bool getCameraUp(unsigned id, float3* up) const;
+    bool setCameraUp(unsigned id, const float3& up);
+    bool setCameraFocus(unsigned id, float focus);
+    bool setCameraFov(unsigned id, float fov);
+    bool setCameraRxy(unsigned id, float rxy);
+    bool setCameraCxy(unsigned id, const float2& cxy);
+    bool setCameraAperture(unsigned id, float aperture);
+    // A trackball drag of the camera: the eye orbits the target, or the
+    // target turns around the eye; the deltas are truncated to integers.
+    bool rotateCameraEye(unsigned id, float dx, float dy);
+    bool rotateCameraTarget(unsigned id, float dx, float dy);
+    Trackball& trackball() { return m_trackball; }
+
+    // --- Lights (scene/) ---
+    // Replaces the whole light set; the devices get it at the next launch.
+    void setupLights(LightData* lights, unsigned long count);
+    // Mirrors the light set into one device's launch parameters: a new array
+    // only when the count changed, then a copy.
+    void updateLights(PathTracerState& state);
+    bool lightsDirty() const { return m_lights_dirty; }
 
     // --- Programs and pipeline (programs/) ---
     // "file::function" of the camera (ray generation) and miss programs; false
@@ -312,9 +361,16 @@ private:
     unsigned activeDenoiserKind() const { return 0; }
     bool keepAlbedo() const { return m_saveAlbedo || activeDenoiserKind() == 3 || activeDenoiserKind() == 7; }
     bool keepNormals() const { return m_saveNormals || activeDenoiserKind() == 7; }
-    // The blend value of the current camera; 1.0 (the exact mean of all
-    // accumulated passes) while there is none.
-    float cameraBlend() const { return 1.0f; }
+    // The blend value of the current camera (Camera::blend); 1.0, the exact
+    // mean of all accumulated passes, while there is none.
+    float cameraBlend() const;
+    Camera* findCamera(unsigned id);
+    const Camera* findCamera(unsigned id) const;
+    // Attaches the trackball to the camera and takes its orientation.
+    void attachTrackball(Camera& camera);
+    // Runs `change` on the camera; false for an unknown id.
+    template <typename Change> bool changeCamera(unsigned id, bool reframe, Change&& change);
+    bool rotateCamera(unsigned id, int mode, float dx, float dy);
     // A stage for `mode` bound to the primary device, reusing a replaced one
     // of the same format and size; null for a mode outside 0 to 6.
     std::unique_ptr<Readback> obtainReadback(readbackMode mode);
@@ -335,6 +391,7 @@ private:
     static unsigned _textureCount;
     static unsigned _materialCount;
     static unsigned _geometryCount;
+    static unsigned _cameraCount;
 
     // One state per chosen device, the primary device first. The list is built
     // once and never changes size, so states are never moved.
@@ -364,6 +421,14 @@ private:
     std::string m_miss_file, m_miss_ptx, m_miss_function;
     bool m_miss_dirty = false;
     unsigned m_backgroundTexture = 0;
+
+    // Cameras by id, built in place and never moved (the trackball points at one).
+    std::map<unsigned, Camera> m_cameras;
+    unsigned m_currentCamera = 0; // 0: none
+    Trackball m_trackball;
+    // The host's light records, mirrored into every device at the next launch.
+    std::vector<LightData> _lights;
+    bool m_lights_dirty = false;
     unsigned m_defaultMaterial = 0;
 
     // Post-processing, run in order on the image after every gather.

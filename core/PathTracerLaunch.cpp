@@ -23,6 +23,10 @@ unsigned PathTracer::launch(unsigned count, unsigned maxFrames)
         m_breakRequested = false;
         return 0;
     }
+    if (m_lights_dirty) {
+        forEachState([&](PathTracerState& state) { updateLights(state); });
+        m_lights_dirty = false;
+    }
 
     unsigned passes = 0;
     for (unsigned i = 0; i < count; ++i) {

@@ -37,8 +37,8 @@ PathTracerState::~PathTracerState()
     textures.clear();
     destructorGuard("PathTracerState", [&] { modules.destroy(); });
     destructorGuard("PathTracerState", [&] { PathTracer::freeIOBuffers(*this); });
-    for (CUdeviceptr block :
-         {d_params, d_raygen_record, d_miss_records, d_hitgroup_records, d_ias_output_buffer})
+    for (CUdeviceptr block : {d_params, d_raygen_record, d_miss_records, d_hitgroup_records,
+                              d_ias_output_buffer, reinterpret_cast<CUdeviceptr>(params.lights)})
         destructorGuard("PathTracerState", [&] {
             CUDA_CHECK(cudaFree(reinterpret_cast<void*>(block)));
         });

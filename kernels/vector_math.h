@@ -56,6 +56,16 @@ T7_HOST_DEVICE inline float t7_sqrt(float x)
 #endif
 }
 
+T7_HOST_DEVICE inline float3 t7_cross(float3 a, float3 b)
+{
+    return make_float3(a.y * b.z - a.z * b.y, a.z * b.x - a.x * b.z, a.x * b.y - a.y * b.x);
+}
+
+T7_HOST_DEVICE inline float t7_length(float3 u) { return t7_sqrt(t7_dot(u, u)); }
+
+// A zero vector gives NaN components (see t7_rsqrt).
+T7_HOST_DEVICE inline float3 t7_normalize(float3 u) { return t7_scale(u, t7_rsqrt(t7_dot(u, u))); }
+
 T7_HOST_DEVICE inline float4 t7_scale4(float4 u, float s)
 {
     return make_float4(u.x * s, u.y * s, u.z * s, u.w * s);

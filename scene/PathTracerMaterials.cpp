@@ -138,8 +138,14 @@ void PathTracer::updateStateTextureSamplers(PathTracerState& state)
         if (geometry.displacementTexture())
             applyDisplacement(state, geometry, geometry.displacementTexture());
     }
-    if (m_backgroundTexture) {
-        auto found = state.textures.find(m_backgroundTexture);
-        state.params.bg_texture = found != state.textures.end() ? found->second.sampler() : 0;
-    }
+    // The background and the current camera's textures.
+    auto refresh = [&](unsigned id, unsigned long long& sampler) {
+        if (!id)
+            return;
+        auto found = state.textures.find(id);
+        sampler = found != state.textures.end() ? found->second.sampler() : 0;
+    };
+    refresh(m_backgroundTexture, state.params.bg_texture);
+    refresh(state.camera_texture0, state.params.camera_tex0);
+    refresh(state.camera_texture1, state.params.camera_tex1);
 }

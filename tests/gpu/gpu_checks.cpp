@@ -3,7 +3,8 @@
 // of every kind, boxes computed on the device, relocation between two
 // contexts) compiled with our own programs, and frames launched with the
 // placeholder camera, whose value for every pixel is known, read back in
-// every format; each on one device and on {0, 0}. Prints one line per check
+// every format, and two cameras with lights published to every device; each
+// on one device and on {0, 0}. Prints one line per check
 // and "N passed, N failed".
 
 #include "core/CUDABuffer.h"
@@ -75,8 +76,14 @@ void checkOptixDirectly()
     check(r == OPTIX_SUCCESS, "device context destroyed");
 }
 
-void checkTextures(cudaStream_t stream)
+// Every texture format on device 0: create, update in place, resize, destroy.
+void checkTextures()
 {
+    cudaStream_t stream = nullptr;
+    if (cudaSetDevice(0) != cudaSuccess || cudaStreamCreate(&stream) != cudaSuccess) {
+        check(false, "textures: a stream on device 0");
+        return;
+    }
     for (int bits : {8, 16, 32})
         for (int channels : {1, 2, 4}) {
             const std::string name = std::to_string(channels) + " x " + std::to_string(bits);
@@ -95,6 +102,8 @@ void checkTextures(cudaStream_t stream)
                 check(false, "texture " + name + ": " + e.what());
             }
         }
+    check(cudaGetLastError() == cudaSuccess, "no CUDA error pending after the textures");
+    cudaStreamDestroy(stream);
 }
 
 std::vector<float3> points(size_t n, float seed)
@@ -103,22 +112,6 @@ std::vector<float3> points(size_t n, float seed)
     for (size_t i = 0; i < n; ++i)
         v[i] = make_float3(seed + float(i), seed * 0.5f - float(i), float(i % 3) - seed);
     return v;
-}
-
-void checkTextureFormats()
-{
-    cudaStream_t stream = nullptr;
-    try {
-        CUDA_CHECK(cudaSetDevice(0));
-        CUDA_CHECK(cudaStreamCreate(&stream));
-        checkTextures(stream);
-        CUDA_CHECK(cudaStreamSynchronize(stream));
-        check(cudaGetLastError() == cudaSuccess, "no CUDA error pending after the textures");
-    } catch (const std::exception& e) {
-        check(false, std::string("textures: ") + e.what());
-    }
-    if (stream)
-        cudaStreamDestroy(stream);
 }
 
 // A whole scene compiled on real devices with our own programs: empty, then
@@ -238,6 +231,53 @@ void checkFrames(const std::vector<unsigned>& devices)
     }
 }
 
+// Two cameras of the placeholder program and three lights: what each device
+// reads at a launch (its launch-parameter block and the light array, copied
+// back) is what the host published, and switching cameras of one program
+// keeps the pipeline and the image's rule.
+void checkCameras(const std::vector<unsigned>& devices)
+{
+    const std::string name = devices.size() == 1 ? "cameras on {0}" : "cameras on {0, 0}";
+    try {
+        PathTracer pt(64, 48, READBACK_RGBA8, {}, {}, {}, {}, {}, {}, devices, 0);
+        pt.setMissProgram("dummy7_miss.cu::__miss__dummy");
+        const std::string program = "dummy7_camera.cu::__raygen__dummy";
+        const unsigned a = pt.setupCamera(program, {0, 0, 5}, {0, 0, 0}, {0, 1, 0}, 60, 1, {}, 0.1f,
+                                          0.2f, 0.3f, 0.4f, 0.5f, 0, false, {});
+        const unsigned b = pt.setupCamera(program, {3, 1, 2}, {0, 1, 0}, {0, 1, 0}, 30, 2, {1, 2},
+                                          0, 0, 0, 0, 0, 0, true, {});
+        LightData lights[3];
+        for (unsigned i = 0; i < 60; ++i)
+            lights[i / 20].raw.u[i % 20] = i * 7;
+        pt.setupLights(lights, 3);
+        bool published = true;
+        for (unsigned camera : {a, b}) {
+            pt.setCurrentCamera(camera, nullptr);
+            const bool relink = pt.pipelineDirty();
+            pt.launch(1, 10);
+            published = published && (camera == a || !relink);
+            for (const PathTracerState& s : pt.states()) {
+                Params onDevice;
+                LightData read[3];
+                CUDA_CHECK(cudaSetDevice(s.device_idx));
+                CUDA_CHECK(cudaMemcpy(&onDevice, reinterpret_cast<void*>(s.d_params), sizeof onDevice, cudaMemcpyDeviceToHost));
+                CUDA_CHECK(cudaMemcpy(read, s.params.lights, sizeof read, cudaMemcpyDeviceToHost));
+                published = published &&
+                            std::memcmp(&onDevice.eye, &s.params.eye,
+                                        offsetof(Params, camera_tex1) + 8 - offsetof(Params, eye)) == 0 &&
+                            onDevice.num_lights == 3 && std::memcmp(read, lights, sizeof read) == 0;
+            }
+            // Pixel (1, 33), rendered on {0, 0} too, keeps the placeholder's value.
+            const float4 p = pt.outputImage().getHostPointer()[(47 - 33) * 64 + 1];
+            published = published && p.x == 1.0f && p.y == 33.0f;
+        }
+        check(published && cudaGetLastError() == cudaSuccess,
+              name + ": camera fields and lights as the device reads them; one pipeline for both");
+    } catch (const std::exception& e) {
+        check(false, name + ": " + e.what());
+    }
+}
+
 } // namespace
 
 int main(int argc, char** argv)
@@ -245,11 +285,13 @@ int main(int argc, char** argv)
     const std::string ptxDir = argc > 1 ? argv[1] : "cuda";
     checkOptixDirectly();
     ApiSetupLibraryDir((ptxDir + "/..").c_str());
-    checkTextureFormats();
+    checkTextures();
     checkCompile({0});
     checkCompile({0, 0});
     checkFrames({0});
     checkFrames({0, 0});
+    checkCameras({0});
+    checkCameras({0, 0});
     std::printf("%d passed, %d failed\n", passed, failed);
     return failed ? 1 : 0;
 }

@@ -94,8 +94,9 @@ TEST_F(Boundary, UnknownHandlesGiveTheirUnknownValuesBeforeReadingArguments)
         {"launch", [](char* e) { return long(DRIVE(ApiLaunch)(kUnknown, 1, 1, e)); }},
         {"resize", [](char* e) { return long(DRIVE(ApiResize)(kUnknown, 8, 8, e)); }},
         {"readback pointer", [](char* e) { return long(DRIVE(ApiReadbackCudaPtr)(kUnknown, e) != nullptr); }},
+        {"current camera", [](char* e) { return long(DRIVE(ApiSetCurrentCamera)(kUnknown, 1, e)); }},
     };
-    const long unknown[] = {0, 0, 0, 0, 0, -1, -1, -1, 0, 0, 0, 0, 0, 0, 0, 0, 0x500, 0x500, 0, 0};
+    const long unknown[] = {0, 0, 0, 0, 0, -1, -1, -1, 0, 0, 0, 0, 0, 0, 0, 0, 0x500, 0x500, 0, 0, 0};
     for (size_t i = 0; i < std::size(cases); ++i) {
         const auto o = run(cases[i].second);
         EXPECT_EQ(o.result, unknown[i]) << cases[i].first;
@@ -115,6 +116,24 @@ TEST_F(Boundary, UnknownHandlesGiveTheirUnknownValuesBeforeReadingArguments)
     EXPECT_FALSE(DRIVE(ApiSetSaveNormalsState)(kUnknown, true));
     EXPECT_FALSE(DRIVE(ApiSetReadbackMode)(kUnknown, READBACK_RGBA8));
     EXPECT_FALSE(DRIVE(ApiUpdateVariables)(kUnknown, nullptr, nullptr, 9, nullptr, nullptr, 9, nullptr, nullptr, 9, nullptr, nullptr, 9, nullptr, nullptr, 9, nullptr, nullptr, 9));
+    EXPECT_FALSE(DRIVE(ApiSetupLights)(kUnknown, nullptr, 9));
+    EXPECT_EQ(DRIVE(ApiSetupCamera)(kUnknown, nullptr, {}, {}, {}, 1, 1, {}, 0, 0, 0, 0, 0, 0, false, nullptr, 9), 0u);
+    EXPECT_FALSE(DRIVE(ApiUpdateCamera)(kUnknown));
+    EXPECT_FALSE(DRIVE(ApiGetCameraGLock)(kUnknown, 1));
+    EXPECT_FALSE(DRIVE(ApiSetCameraGLock)(kUnknown, 1, true));
+    EXPECT_FALSE(DRIVE(ApiGetCameraEye)(kUnknown, 1, nullptr));
+    EXPECT_FALSE(DRIVE(ApiGetCameraTarget)(kUnknown, 1, nullptr));
+    EXPECT_FALSE(DRIVE(ApiGetCameraUp)(kUnknown, 1, nullptr));
+    EXPECT_FALSE(DRIVE(ApiSetCameraEye)(kUnknown, 1, {}, true));
+    EXPECT_FALSE(DRIVE(ApiSetCameraTarget)(kUnknown, 1, {}, true));
+    EXPECT_FALSE(DRIVE(ApiSetCameraUp)(kUnknown, 1, {}, true));
+    EXPECT_FALSE(DRIVE(ApiSetCameraFocus)(kUnknown, 1, 1, true));
+    EXPECT_FALSE(DRIVE(ApiSetCameraFov)(kUnknown, 1, 1, true));
+    EXPECT_FALSE(DRIVE(ApiSetCameraRxy)(kUnknown, 1, 1, true));
+    EXPECT_FALSE(DRIVE(ApiSetCameraAperture)(kUnknown, 1, 1, true));
+    EXPECT_FALSE(DRIVE(ApiSetCameraCxy)(kUnknown, 1, {}, true));
+    EXPECT_FALSE(DRIVE(ApiRotateCameraEye)(kUnknown, 1, 1, 1, true));
+    EXPECT_FALSE(DRIVE(ApiRotateCameraTarget)(kUnknown, 1, 1, 1, true));
     DRIVE(ApiReadHitPosAtPoint)(kUnknown, 0, 0, nullptr);
     DRIVE(ApiReadGeomIdAtPoint)(kUnknown, 0, 0, nullptr);
 
@@ -329,7 +348,8 @@ TEST_F(Boundary, CompileReportsWhatItCaught)
     sim::failNext("optixAccelBuild", OPTIX_ERROR_INVALID_VALUE);
     const auto o = run([&](char* e) { return ApiCompile(h, e); });
     EXPECT_EQ(o.result, 0x901);
-    EXPECT_EQ(o.error.rfind("OPTIX_ERROR_INVALID_VALUE: Optix call 'optixAccelBuild(", 0), 0u) << o.error;
+    EXPECT_EQ(o.error.rfind("OPTIX_ERROR_INVALID_VALUE: Optix call 'optixAccelBuild(context, m_stream, &accel_options, ", 0), 0u) << o.error;
+    EXPECT_NE(o.error.find("' failed: Geometry.cpp:"), std::string::npos) << o.error;
     EXPECT_EQ(o.out, o.error + "\n");
 }
 

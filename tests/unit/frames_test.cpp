@@ -4,7 +4,6 @@
 // breaks, readback formats, point reads, host-memory fall-backs and the books.
 
 #include "core/PathTracer.h"
-#include "kernels/readback_kernels.h"
 #include "support.h"
 
 #include <cmath>
@@ -38,7 +37,10 @@ protected:
     static void ready(unsigned handle)
     {
         ASSERT_NE(findPathTracer(handle), nullptr);
-        ASSERT_TRUE(findPathTracer(handle)->setCameraProgram("dummy7_camera.cu::__raygen__dummy"));
+        const unsigned camera =
+            ApiSetupCamera(handle, "dummy7_camera.cu::__raygen__dummy", {0, 0, 1}, {}, {0, 1, 0},
+                           45, 1, {}, 0, 0, 0, 0, 0, 0, false, nullptr, 0);
+        ASSERT_TRUE(ApiSetCurrentCamera(handle, camera, nullptr));
         ASSERT_TRUE(ApiSetMissProgram(handle, "dummy7_miss.cu::__miss__dummy", nullptr));
     }
     int launch(unsigned count, unsigned maxFrames, unsigned handle = 0)
@@ -75,26 +77,20 @@ TEST_F(Frames, TwoDevicesRenderTheirTilesIntoOneImage)
     ASSERT_EQ(two.size(), size_t(kWidth * kHeight));
     const auto hits = image<float4>(ApiGetHitPosBuffer);
     const auto ids = image<uint2>(ApiGetIdBuffer);
-    const Created one = create({0});
-    ready(one.handle);
-    EXPECT_EQ(launch(1, 100, one.handle), 0);
-    const auto single = raw(one.handle);
     for (unsigned y = 0; y < kHeight; ++y)
         for (unsigned x = 0; x < kWidth; ++x) {
-            const float4 p = at(two, x, y), q = at(single, x, y);
+            const float4 p = at(two, x, y);
             const float4 hit = hits[y * kWidth + x]; // top row first
             const uint2 id = ids[y * kWidth + x];
             ASSERT_TRUE(p.x == x && p.y == y && p.z == deviceOf(x, y) && p.w == 0) << x << "," << y;
-            ASSERT_TRUE(q.x == p.x && q.y == p.y && q.z == 0 && q.w == p.w) << x << "," << y;
             ASSERT_TRUE(hit.x == x + 0.5f && hit.y == y + 0.5f && hit.z == deviceOf(x, y));
             ASSERT_TRUE(id.x == (x | 1u << 30) && id.y == y) << "the last pass's id";
         }
-    EXPECT_TRUE(ApiDestroyPathTracer(one.handle, nullptr));
 
     // One launch a device, 4 x 6 tiles of 64 samples each, with the frame's
     // parameters and the buffers of that device.
     const auto launches = sim::records().launches;
-    ASSERT_EQ(launches.size(), 3u);
+    ASSERT_EQ(launches.size(), 2u);
     void* hitPos = nullptr;
     int size = 0;
     ApiGetHitPosBuffer(h, &hitPos, &size, nullptr);
@@ -110,7 +106,6 @@ TEST_F(Frames, TwoDevicesRenderTheirTilesIntoOneImage)
         EXPECT_EQ(r.params.sample_indices,
                   reinterpret_cast<int2*>(findPathTracer(h)->states()[size_t(d)].d_sample_indices));
     }
-    EXPECT_EQ(launches[2].width, 8u * 6 * 64) << "one device renders every tile";
     ASSERT_TRUE(ApiResize(h, 20, 8, nullptr));
     EXPECT_EQ(findPathTracer(h)->states()[1].num_samples, 2 * 64) << "two tiles a band each";
 }
@@ -155,6 +150,19 @@ TEST_F(Frames, AccumulationIsTheExactMeanOfAllPassesInEveryImage)
     EXPECT_EQ(at(raw(), 3, 3).w, 6.0f);
 }
 
+// Lens value 4 of the current camera inside (0, 1) weights each new batch.
+TEST_F(Frames, ACameraBlendWeightsEachNewBatch)
+{
+    const unsigned camera = ApiSetupCamera(h, "dummy7_camera.cu::__raygen__dummy", {0, 0, 1}, {},
+                                           {0, 1, 0}, 45, 1, {}, 0, 0, 0, 0, 0, 0.5f, false,
+                                           nullptr, 0);
+    ASSERT_TRUE(ApiSetCurrentCamera(h, camera, nullptr));
+    for (int batch = 0; batch < 3; ++batch)
+        EXPECT_EQ(launch(1, 100), 0);
+    // Passes 0, 1, 2 (mean 1) blended by halves: 0.5, then 1.25.
+    EXPECT_EQ(at(raw(), 9, 4).w, 1.25f);
+}
+
 TEST_F(Frames, LaunchResults)
 {
     EXPECT_EQ(launch(4, 8), 0);
@@ -164,7 +172,6 @@ TEST_F(Frames, LaunchResults)
     EXPECT_TRUE(sim::records().launches.empty());
     EXPECT_EQ(launch(100, 100), 1);
     EXPECT_EQ(launch(100, 100), 2);
-    EXPECT_EQ(ApiLaunch(0xdead, 1, 1, nullptr), 0x500);
     EXPECT_TRUE(ApiClearAccumulation(h));
 
     // Exceptions come back as 0x900 with the failing call's text.
@@ -202,7 +209,6 @@ TEST_F(Frames, LaunchResults)
     EXPECT_EQ(launch(1, 10, other.handle), 0);
     EXPECT_EQ(findPathTracer(other.handle)->accumFrames(), 0u);
     EXPECT_EQ(ApiBreakLaunch(other.handle), 0) << "both flags were cleared";
-    EXPECT_EQ(ApiBreakLaunch(0xdead), -1);
     EXPECT_TRUE(ApiDestroyPathTracer(other.handle, nullptr));
 }
 
@@ -250,12 +256,6 @@ TEST_F(Frames, ReadbackFormatsOfTheImage)
     unsigned size = 0;
     ASSERT_TRUE(ApiGetOutputBuffer(h, &data, &size, nullptr));
     EXPECT_EQ(size, kWidth * kHeight * 4);
-    const auto v = raw();
-    for (unsigned i = 0; i < kWidth * kHeight; i += 7) {
-        uchar4 expected;
-        readbackRgba8Element(0, &v[i], &expected);
-        ASSERT_EQ(0, std::memcmp(static_cast<uchar4*>(data) + i, &expected, 4)) << i;
-    }
 
     // Chosen values written into the image, converted on demand.
     void* rawData = nullptr;
@@ -408,10 +408,6 @@ TEST_F(Frames, SampleBuffersInHostMemoryRenderTheSameImage)
     EXPECT_EQ(launch(1, 100), 0);
 }
 
-} // namespace
-
-namespace {
-
 bool same(float3 a, float3 b) { return a.x == b.x && a.y == b.y && a.z == b.z; }
 
 // Variables reach every device's launch parameters by name, in their own list
@@ -421,9 +417,8 @@ TEST_F(Frames, ShaderVariablesByNameOnEveryDevice)
     const PathTracer& pt = *findPathTracer(h);
     for (const PathTracerState& s : pt.states()) {
         const Params& p = s.params;
-        EXPECT_TRUE(p.path_seg_range.x == 2 && p.path_seg_range.y == 6);
-        EXPECT_EQ(p.scene_epsilon, 0.001f);
-        EXPECT_TRUE(p.gamma == 2.2f && p.exposure == 1.0f);
+        EXPECT_TRUE(p.path_seg_range.x == 2 && p.path_seg_range.y == 6 &&
+                    p.scene_epsilon == 0.001f && p.gamma == 2.2f && p.exposure == 1.0f);
         EXPECT_TRUE(same(p.bad_color, make_float3(1, 0, 1)) &&
                     same(p.bg_color, make_float3(0.01f, 0.01f, 0.01f)) &&
                     same(p.ambient_color, make_float3(0.1f, 0.1f, 0.1f)));
