@@ -319,7 +319,16 @@ TREVIX7_API bool ApiUpdateMaterial(
     const unsigned int* normalTextures, unsigned int normalTextureCount,
     unsigned long textureCount, char* error);
 
-/* Cameras. */
+/* Cameras. A camera names its ray-generation program ("file.cu::function")
+ * and holds a look-at frame, a vertical field of view in degrees, rxy (divides
+ * the horizontal extent), a centre offset, the aperture, focus and lens values
+ * 1 to 3 (forwarded to the program), and lens value 4: the blend value of the
+ * frame launch. Inside (0, 1) it is the weight of each new batch in the image
+ * (a running average favouring recent batches, for smooth interactive
+ * motion); any other value, 0 and 1 included, keeps the image the exact mean
+ * of all passes since accumulation restarted. Ids are process-wide and start
+ * at 1. Setters do not publish the camera unless `update` is true (or
+ * ApiUpdateCamera is called); publishing restarts accumulation. */
 TREVIX7_API unsigned int ApiSetupCamera(unsigned int handle, const char* program,
                                         trevix7_float3 eye, trevix7_float3 target,
                                         trevix7_float3 up, float fov, float rxy,
