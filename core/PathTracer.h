@@ -350,6 +350,8 @@ private:
     // Waits for every device (the synchronise check).
     void syncAllDevices();
     // Folds one device's batch of `count` passes into the images.
+    // The batch after compilation: passes, gather, post-processing, readback.
+    unsigned launchBatch(unsigned count, unsigned maxFrames);
     void gatherResults(PathTracerState& state, float4* image, float4* albedoImage,
                        float4* normalImage, float blend, unsigned frames, unsigned count);
     void applySize(unsigned width, unsigned height);
@@ -407,6 +409,9 @@ private:
     std::atomic<bool> m_breakRequested{false};
     bool m_saveAlbedo = false;
     bool m_saveNormals = false;
+    // The sample buffers' running averages hold a gathered batch; until then
+    // a batch is gathered as the whole image, whatever the blend value.
+    bool m_sampleHistory = false;
     ShaderVariables m_variables;
 
     // What the next compile must redo: hit programs, pipeline, binding table.

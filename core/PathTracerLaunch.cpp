@@ -16,6 +16,18 @@ unsigned PathTracer::launch(unsigned count, unsigned maxFrames)
     if (maxFrames <= m_accumFrames)
         return 2;
     m_launchRunning = true;
+    try {
+        return launchBatch(count, maxFrames);
+    } catch (...) {
+        // Only a failed compilation leaves the running flag set.
+        m_launchRunning = false;
+        m_breakRequested = false;
+        throw;
+    }
+}
+
+unsigned PathTracer::launchBatch(unsigned count, unsigned maxFrames)
+{
     if (!compileScene())
         return 0x901;
     if (m_breakRequested || count == 0) {
@@ -65,8 +77,10 @@ unsigned PathTracer::launch(unsigned count, unsigned maxFrames)
     m_normalGuide = keepNormals() ? m_normalImage.map() : nullptr;
     forEachState([&](PathTracerState& state) {
         makeCurrent(state);
-        gatherResults(state, m_image.map(), m_albedoGuide, m_normalGuide, blend, frames, passes);
+        gatherResults(state, m_image.map(), m_albedoGuide, m_normalGuide, blend,
+                      m_sampleHistory ? frames : passes, passes);
     });
+    m_sampleHistory = true;
 
     syncAllDevices();
     makeCurrent(m_states.front());

@@ -93,6 +93,7 @@ void PathTracer::allocIOBuffers(PathTracerState& state, int deviceCount)
     const unsigned long long samples =
         ceilDiv(width, 8ull * unsigned(deviceCount)) * ceilDiv(height, 8) * 64;
     freeIOBuffers(state);
+    m_sampleHistory = false; // the new running averages hold nothing yet
     state.num_samples = 0;
     state.params.sample_indices = nullptr;
     state.params.sample_accum = state.params.albedo_accum = state.params.normal_accum = nullptr;

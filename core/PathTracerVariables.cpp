@@ -75,7 +75,8 @@ void PathTracer::setVariables(const VariableMap<int>& ints, const VariableMap<un
                               const VariableMap<float3>& float3s)
 {
     applyVariables(readVariables(ShaderVariables(), ints, uints, uint2s, floats, float2s, float3s));
-    // Filled again by the light and camera set-up.
+    // Filled again by the light and camera set-up. Called at construction
+    // only, before any light array exists.
     forEachState([](PathTracerState& state) {
         state.params.num_lights = 0;
         state.params.lights = nullptr;

@@ -26,14 +26,11 @@ public:
     // Not forwarded to the device programs: the launch's blend value (see blend()).
     float lens4;
 
-    bool getGLock() const { return m_glock; }
-    void setGLock(bool glock) { m_glock = glock; }
-
-private:
-    bool m_glock = false; // the trackball keeps up fixed while set
-
-public:
+    bool glock = false; // the trackball keeps up fixed while set; use the accessors
     std::vector<unsigned> textures; // texture ids; entries 0 and 1 are used
+
+    bool getGLock() const { return glock; }
+    void setGLock(bool on) { glock = on; }
 
     // U, V, W of the pinhole frame: W = target - eye (not normalised), V
     // scaled to the half height at distance |W|, U to the half width. A zero

@@ -129,7 +129,8 @@ bool PathTracer::updateCamera()
     camera->UVWFrame(U, V, W);
     const float3 nU = negatedUnit(U), nV = negatedUnit(V), nW = negatedUnit(W);
     // A texture that cannot be found ends the walk; the devices before it
-    // keep what was written.
+    // keep what was written, so accumulation restarts first.
+    m_accumFrames = 0;
     forEachState([&](PathTracerState& state) {
         Params& p = state.params;
         p.eye = camera->eye;
@@ -149,7 +150,6 @@ bool PathTracer::updateCamera()
         cameraTexture(state, camera->textures, 0, state.camera_texture0, p.camera_tex0);
         cameraTexture(state, camera->textures, 1, state.camera_texture1, p.camera_tex1);
     });
-    m_accumFrames = 0;
     return true;
 }
 

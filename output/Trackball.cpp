@@ -54,7 +54,7 @@ void Trackball::updateTracking(int dx, int dy, int, int)
         std::clamp(m_latitude * 0.31830987f * 180.0f + float(dy) * 0.5f, -89.0f, 89.0f);
     m_latitude = latDeg * 3.1415927f / 180.0f;
     // fmod keeps the sign: -10 degrees stays -10.
-    const double longDeg = std::fmod(double(m_longitude * 0.31830987f * 180.0f) - dx * 0.5, 360.0);
+    const double longDeg = std::fmod(double(m_longitude) * 0.31830987 * 180.0 - dx * 0.5, 360.0);
     m_longitude = float(longDeg * 3.1415927 / 180.0);
     updateCamera();
     if (!m_camera->getGLock()) {

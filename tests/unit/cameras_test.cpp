@@ -72,10 +72,18 @@ TEST(Trackball, DragsStopShortOfThePoleAndUpFollowsThemOnlyWithoutGLock)
     EXPECT_TRUE(same(t.camera.eye, eye) && eye.z > 0) << "no flip over the pole";
     EXPECT_TRUE(same(t.camera.up, make_float3(0, 1, 0))) << "GLock keeps up";
 
-    // Longitude goes through fmod: -10 degrees stays -10, not 350.
+    t.ball.updateTracking(0, -1000, 0, 0);
+    EXPECT_FLOAT_EQ(t.ball.latitude(), -1.553343f);
+
+    // Longitude goes through fmod, keeping the sign: 400 degrees wrap to 40,
+    // 40 - 380 stays -340, and -10 stays -10, not 350.
     Tracked l(true);
-    l.ball.updateTracking(20, 0, 0, 0);
-    EXPECT_NEAR(l.ball.longitude(), -10 * M_PI / 180, 1e-6);
+    l.ball.updateTracking(-800, 0, 0, 0);
+    EXPECT_NEAR(l.ball.longitude(), 40 * M_PI / 180, 1e-5);
+    l.ball.updateTracking(760, 0, 0, 0);
+    EXPECT_NEAR(l.ball.longitude(), -340 * M_PI / 180, 1e-5);
+    l.ball.updateTracking(-660, 0, 0, 0);
+    EXPECT_NEAR(l.ball.longitude(), -10 * M_PI / 180, 1e-5);
     expectNear(l.camera.eye, make_float3(5 * std::sin(-10 * M_PI / 180), 0, 5 * std::cos(10 * M_PI / 180)), "eye");
 
     // Without GLock up turns with the view and the next drag starts from it.
@@ -377,6 +385,7 @@ TEST_F(Cameras, LightsAreMirroredAtTheNextLaunchAndReallocatedOnlyForANewCount)
     printed([&] { EXPECT_EQ(launch(), 0x900); });
     EXPECT_TRUE(pt->lightsDirty());
     EXPECT_EQ(pt->states()[0].params.lights, nullptr);
+    EXPECT_EQ(ApiBreakLaunch(h), 0) << "the failed launch is not running";
     EXPECT_EQ(launch(), 0);
     expectLights(2, lights);
 }

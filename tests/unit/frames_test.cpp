@@ -161,6 +161,10 @@ TEST_F(Frames, ACameraBlendWeightsEachNewBatch)
         EXPECT_EQ(launch(1, 100), 0);
     // Passes 0, 1, 2 (mean 1) blended by halves: 0.5, then 1.25.
     EXPECT_EQ(at(raw(), 9, 4).w, 1.25f);
+    // New sample buffers hold no history: the next batch is the whole image.
+    ASSERT_TRUE(ApiSetSaveAlbedoState(h, true));
+    EXPECT_EQ(launch(1, 100), 0);
+    EXPECT_EQ(at(raw(), 9, 4).w, 3.0f);
 }
 
 TEST_F(Frames, LaunchResults)
