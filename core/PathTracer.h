@@ -91,6 +91,39 @@ public:
     // launch parameters.
     void setPostprocGamma(float gamma, float scale);
 
+    // --- Post-processing (output/) ---
+    // Appends the stage of `algorithm` (levels for 0, 1 and anything above
+    // 9); the denoiser kinds (7 LDR, 8 HDR, 9 2x upscaling) put a denoiser in
+    // front, with the requested guides, and 9 halves the render size. Throws
+    // "Denoiser already implemented!" for a second denoiser.
+    void addPostprocessing(postprocAlgorithm algorithm);
+    bool hasDenoiser() const;
+    void setPostprocLevels(const float3& low, const float3& high);
+    // The stage textures, by texture id of the primary device; a change
+    // restarts accumulation. Throws "<stage> texture not found." for an
+    // unknown id.
+    bool setPostprocTonemapGrayTexture(unsigned int id);
+    bool setPostprocTonemapRedTexture(unsigned int id);
+    bool setPostprocTonemapGreenTexture(unsigned int id);
+    bool setPostprocTonemapBlueTexture(unsigned int id);
+    bool setPostprocAddTexture(unsigned int id);
+    bool setPostprocMulTexture(unsigned int id);
+    // After textures were recreated: the stage textures' samplers (those of
+    // the primary device are the ones the stages use).
+    void updatePostprocTextureSamplers(PathTracerState& state);
+    // The guides a denoiser added later asks for (3 albedo, 7 albedo and
+    // normals, else none), its blend with the noisy image and the frame count
+    // from which it acts.
+    void setPostprocDenoiser(OptixDenoiserInputKind kind, float blend, unsigned int start);
+    // The upscaled image: the output size while the render is scaled down.
+    void resizeDenoiserBuffers();
+    const std::vector<std::unique_ptr<Postprocessing>>& postprocessing() const
+    {
+        return m_postprocessing;
+    }
+    const PostprocParams& postprocParams() const { return m_postprocParams; }
+    unsigned scaleFactor() const { return m_scaleFactor; }
+
     // --- Sample buffers (core/) ---
     // The output size: the readback stage, the output images and every
     // device's sample buffers follow it, and accumulation restarts. After a
@@ -358,9 +391,10 @@ private:
     // After a failed change: back to a size and flags that fitted before.
     void restoreSize(unsigned width, unsigned height) noexcept;
     void setSaveState(bool& flag, bool save);
-    // The denoiser kind while a denoiser stage is active, else 0. No denoiser
-    // stage exists yet.
-    unsigned activeDenoiserKind() const { return 0; }
+    // The guide kind of the denoiser stage, 0 while there is none.
+    unsigned activeDenoiserKind() const { return hasDenoiser() ? m_activeDenoiserKind : 0; }
+    bool setPostprocTexture(unsigned id, unsigned& field, cudaTextureObject_t& sampler,
+                            const char* notFound);
     bool keepAlbedo() const { return m_saveAlbedo || activeDenoiserKind() == 3 || activeDenoiserKind() == 7; }
     bool keepNormals() const { return m_saveNormals || activeDenoiserKind() == 7; }
     // The blend value of the current camera (Camera::blend); 1.0, the exact
@@ -439,6 +473,7 @@ private:
     // Post-processing, run in order on the image after every gather.
     std::vector<std::unique_ptr<Postprocessing>> m_postprocessing;
     PostprocParams m_postprocParams = {};
+    unsigned m_activeDenoiserKind = 0; // the requested kind, taken when a denoiser is added
     // The guide images of the last gather, for the denoiser (null when not kept).
     float4* m_albedoGuide = nullptr;
     float4* m_normalGuide = nullptr;

@@ -85,10 +85,17 @@ unsigned PathTracer::launchBatch(unsigned count, unsigned maxFrames)
     syncAllDevices();
     makeCurrent(m_states.front());
     m_postprocParams.frames = frames;
+    m_postprocParams.albedo = m_albedoGuide;
+    m_postprocParams.normal = m_normalGuide;
+    // The first stage (the denoiser, when there is one) also sees the image
+    // as gathered at render size.
+    CUDAOutputBuffer<float4>& output = outputImage();
     const float4* source = m_image.map();
-    for (const auto& stage : m_postprocessing)
-        stage->apply(m_image.map(), m_image.width(), m_image.height(), m_image.stream(),
+    for (const auto& stage : m_postprocessing) {
+        stage->apply(output.map(), output.width(), output.height(), m_image.stream(),
                      m_postprocParams, source);
+        source = nullptr;
+    }
     CUDA_SYNC_CHECK();
     m_readback->apply(outputImage().map());
     m_launchRunning = false;

@@ -142,8 +142,7 @@ void PathTracer::applySize(unsigned width, unsigned height)
     m_idImage.resize(w, h);
     m_albedoImage.resize(keepAlbedo() ? w : 0, keepAlbedo() ? h : 0);
     m_normalImage.resize(keepNormals() ? w : 0, keepNormals() ? h : 0);
-    const bool upscaled = m_scaleFactor > 1;
-    m_upscaledImage.resize(upscaled ? int(width) : 0, upscaled ? int(height) : 0);
+    resizeDenoiserBuffers();
     forEachState([&](PathTracerState& state) { allocIOBuffers(state, int(m_states.size())); });
 }
 

@@ -67,6 +67,14 @@ void PathTracer::applyVariables(const ShaderVariables& v)
     m_postprocParams.denoiserBlend = v.denoiser_blend;
     m_postprocParams.denoiserStart = v.denoiser_start;
     m_accumFrames = 0;
+    if (!hasDenoiser())
+        return;
+    // Other guides for the denoiser: the guide images follow on every device.
+    if (m_activeDenoiserKind != unsigned(v.denoiser_kind)) {
+        m_activeDenoiserKind = unsigned(v.denoiser_kind);
+        applySize(m_width, m_height);
+    }
+    resizeDenoiserBuffers();
 }
 
 void PathTracer::setVariables(const VariableMap<int>& ints, const VariableMap<unsigned>& uints,
@@ -101,6 +109,8 @@ void PathTracer::updateVariables(const VariableMap<int>& ints, const VariableMap
 
 void PathTracer::setPostprocGamma(float gamma, float scale)
 {
+    m_variables.tonemap_gamma = gamma; // a later update of other variables keeps them
+    m_variables.tonemap_exposure = scale;
     m_postprocParams.gamma = gamma;
     m_postprocParams.scale = scale;
     forEachState([&](PathTracerState& state) {

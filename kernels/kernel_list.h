@@ -5,7 +5,7 @@
 //
 // From that one entry come the launcher's declaration, the __global__ kernel
 // `_launcher` with its launcher (nvcc, T7_DEFINE_KERNEL) and the simulated
-// device's host loop (T7_DEFINE_HOST_LOOP). Each thread, or loop step, runs
+// device's host loop (sim/kernels_sim.cpp). Each thread, or loop step, runs
 // element(i, arguments...) for one i below n. Launchers are asynchronous on
 // the given stream, leave the launch result to the stream's next checked call,
 // and launch nothing for n == 0.
@@ -51,11 +51,3 @@ inline unsigned get_grid_size(unsigned n, unsigned block)
         _##name<<<get_grid_size(n, block), block, 0, stream>>>(n, T7_UNPAREN args);         \
     }
 #endif
-
-// Device pointers are host pointers there and the work is done at once.
-#define T7_DEFINE_HOST_LOOP(name, element, params, args)                                    \
-    void name(unsigned n, cudaStream_t, T7_UNPAREN params)                                  \
-    {                                                                                       \
-        for (unsigned i = 0; i < n; ++i)                                                    \
-            element(i, T7_UNPAREN args);                                                    \
-    }

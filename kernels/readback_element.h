@@ -10,15 +10,6 @@ constexpr float kScaleRgba8 = 255.99f;     // bits 0x437FFD71
 constexpr float kScaleBgra8 = 255.999f;    // bits 0x437FFFBE
 constexpr float kScale16 = 65535.99f;      // bits 0x477FFFFD, exactly 65535.98828125
 
-T7_HOST_DEVICE inline float t7_saturate(float c)
-{
-#if defined(__CUDA_ARCH__)
-    return __saturatef(c);
-#else
-    return c > 0.0f ? (c < 1.0f ? c : 1.0f) : 0.0f; // NaN fails both tests: 0
-#endif
-}
-
 T7_HOST_DEVICE inline unsigned t7_quantize(float c, float scale)
 {
     return unsigned(t7_saturate(c) * scale);

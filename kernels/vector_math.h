@@ -66,6 +66,16 @@ T7_HOST_DEVICE inline float t7_length(float3 u) { return t7_sqrt(t7_dot(u, u)); 
 // A zero vector gives NaN components (see t7_rsqrt).
 T7_HOST_DEVICE inline float3 t7_normalize(float3 u) { return t7_scale(u, t7_rsqrt(t7_dot(u, u))); }
 
+// Into [0, 1]; NaN gives 0.
+T7_HOST_DEVICE inline float t7_saturate(float c)
+{
+#if defined(__CUDA_ARCH__)
+    return __saturatef(c);
+#else
+    return c > 0.0f ? (c < 1.0f ? c : 1.0f) : 0.0f; // NaN fails both tests: 0
+#endif
+}
+
 T7_HOST_DEVICE inline float4 t7_scale4(float4 u, float s)
 {
     return make_float4(u.x * s, u.y * s, u.z * s, u.w * s);

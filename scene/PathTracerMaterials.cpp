@@ -148,4 +148,5 @@ void PathTracer::updateStateTextureSamplers(PathTracerState& state)
     refresh(m_backgroundTexture, state.params.bg_texture);
     refresh(state.camera_texture0, state.params.camera_tex0);
     refresh(state.camera_texture1, state.params.camera_tex1);
+    updatePostprocTextureSamplers(state);
 }

@@ -23,8 +23,7 @@ std::vector<Device> devicesFromEnvironment()
     std::stringstream in(list);
     std::string item;
     while (std::getline(in, item, ','))
-        if (!item.empty())
-            devices.push_back({std::atoi(item.c_str()), memory});
+        devices.push_back({std::atoi(item.c_str()), memory});
     return devices;
 }
 

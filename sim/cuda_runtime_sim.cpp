@@ -59,8 +59,6 @@ cudaError_t allocate(void** ptr, size_t bytes, bool pinned)
                : !d.fits(bytes))
         return cudaResult(cudaErrorMemoryAllocation);
     void* block = alignedBlock(bytes);
-    if (!block)
-        return cudaResult(cudaErrorMemoryAllocation);
     std::memset(block, 0, bytes);
     (pinned ? state().pinnedBytes : d.bytesInUse) += bytes;
     state().allocations[block] = {pinned ? -1 : device, bytes, pinned};
@@ -85,14 +83,12 @@ cudaError_t release(void* ptr, bool pinned)
     return cudaSuccess;
 }
 
-cudaError_t copy(void* dst, const void* src, size_t bytes, cudaMemcpyKind kind)
+cudaError_t copy(void* dst, const void* src, size_t bytes)
 {
     if (bytes == 0)
         return cudaSuccess;
     if (!dst || !src)
         return cudaResult(cudaErrorInvalidValue);
-    if (kind < cudaMemcpyHostToHost || kind > cudaMemcpyDefault)
-        return cudaResult(cudaErrorInvalidMemcpyDirection);
     if (!insideBlocks(dst, bytes) || !insideBlocks(src, bytes))
         return cudaResult(cudaErrorInvalidValue);
     std::memmove(dst, src, bytes);
@@ -139,10 +135,7 @@ cudaError_t cudaGetDeviceProperties(cudaDeviceProp* prop, int device)
 {
     std::lock_guard<std::mutex> guard(lock());
     SIM_CUDA_INJECT();
-    if (!prop)
-        return cudaResult(cudaErrorInvalidValue);
-    if (device < 0 || size_t(device) >= state().devices.size())
-        return cudaResult(cudaErrorInvalidDevice);
+    // The library asks about the ordinals below the device count only.
     const sim::Device& d = state().devices[device];
     std::memset(prop, 0, sizeof(*prop));
     std::snprintf(prop->name, sizeof(prop->name), "Simulated Device %d (sm_%d)", device,
@@ -174,6 +167,14 @@ cudaError_t cudaMalloc(void** devPtr, size_t size)
     cudaError_t e = allocate(devPtr, size, false);
     sim::trace("cuda", "cudaMalloc device=%d bytes=%zu -> %d", sim::currentDevice(), size, int(e));
     return e;
+}
+
+cudaError_t cudaGetDevice(int* device)
+{
+    std::lock_guard<std::mutex> guard(lock());
+    SIM_CUDA_INJECT();
+    *device = sim::currentDevice();
+    return cudaResult(noDeviceError());
 }
 
 cudaError_t cudaFree(void* devPtr)
@@ -223,7 +224,7 @@ cudaError_t cudaMemcpy(void* dst, const void* src, size_t count, cudaMemcpyKind 
 {
     std::lock_guard<std::mutex> guard(lock());
     SIM_CUDA_INJECT();
-    cudaError_t e = copy(dst, src, count, kind);
+    cudaError_t e = copy(dst, src, count);
     sim::trace("cuda", "cudaMemcpy bytes=%zu kind=%d -> %d", count, int(kind), int(e));
     return e;
 }
@@ -234,7 +235,7 @@ cudaError_t cudaMemcpyAsync(void* dst, const void* src, size_t count, cudaMemcpy
     std::lock_guard<std::mutex> guard(lock());
     SIM_CUDA_INJECT();
     cudaError_t e = stream && !state().streams.count(stream) ? cudaErrorInvalidResourceHandle
-                                                             : copy(dst, src, count, kind);
+                                                             : copy(dst, src, count);
     sim::trace("cuda", "cudaMemcpyAsync bytes=%zu kind=%d -> %d", count, int(kind), int(e));
     return cudaResult(e);
 }
@@ -243,8 +244,6 @@ cudaError_t cudaStreamCreate(cudaStream_t* pStream)
 {
     std::lock_guard<std::mutex> guard(lock());
     SIM_CUDA_INJECT();
-    if (!pStream)
-        return cudaResult(cudaErrorInvalidValue);
     if (cudaError_t e = noDeviceError())
         return cudaResult(e);
     // A stream is a heap cell holding its device ordinal.
@@ -280,3 +279,49 @@ cudaError_t cudaStreamSynchronize(cudaStream_t stream)
 cudaError_t cudaDeviceSynchronize(void) { return cudaResult(noDeviceError()); }
 
 } // extern "C"
+
+// The driver's memory functions, handed out by the entry-point query. Like the
+// driver, they leave the runtime's last error alone; a zero size is refused.
+namespace {
+
+CUresult simCuMemAlloc(CUdeviceptr* dptr, size_t bytes)
+{
+    std::lock_guard<std::mutex> guard(lock());
+    const cudaError_t last = sim::t_lastError;
+    cudaError_t e = cudaError_t(sim::injected("cuMemAlloc"));
+    if (e == cudaSuccess) {
+        void* p = nullptr;
+        e = !dptr || bytes == 0 ? cudaErrorInvalidValue : allocate(&p, bytes, false);
+        if (e == cudaSuccess)
+            *dptr = reinterpret_cast<CUdeviceptr>(p);
+    }
+    sim::t_lastError = last;
+    sim::trace("cuda", "cuMemAlloc device=%d bytes=%zu -> %d", sim::currentDevice(), bytes, int(e));
+    return CUresult(e);
+}
+
+CUresult simCuMemFree(CUdeviceptr dptr)
+{
+    std::lock_guard<std::mutex> guard(lock());
+    const cudaError_t last = sim::t_lastError;
+    cudaError_t e = cudaError_t(sim::injected("cuMemFree"));
+    if (e == cudaSuccess)
+        e = dptr ? release(reinterpret_cast<void*>(dptr), false) : cudaErrorInvalidValue;
+    sim::t_lastError = last;
+    sim::trace("cuda", "cuMemFree device=%d -> %d", sim::currentDevice(), int(e));
+    return CUresult(e);
+}
+
+} // namespace
+
+extern "C" cudaError_t cudaGetDriverEntryPointByVersion(const char* symbol, void** funcPtr,
+                                                        unsigned int, unsigned long long,
+                                                        cudaDriverEntryPointQueryResult* status)
+{
+    const std::string name = symbol;
+    *funcPtr = name == "cuMemAlloc" ? reinterpret_cast<void*>(&simCuMemAlloc)
+               : name == "cuMemFree" ? reinterpret_cast<void*>(&simCuMemFree)
+                                     : nullptr;
+    *status = *funcPtr ? cudaDriverEntryPointSuccess : cudaDriverEntryPointSymbolNotFound;
+    return cudaSuccess;
+}

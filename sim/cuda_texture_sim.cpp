@@ -1,11 +1,14 @@
 // CUDA arrays and texture objects of the simulated runtime. An array keeps its
 // image in host memory and counts against its device's memory; a texture
-// object is a number remembered with copies of its descriptors.
+// object is a number remembered with copies of its descriptors, and fetches
+// through it are filtered on the host.
 
 #include "SimDevice.h"
+#include "kernels/texture_fetch.h"
 
 #include <cuda_runtime_api.h>
 
+#include <cmath>
 #include <cstring>
 
 using sim::cudaResult;
@@ -23,15 +26,8 @@ sim::Array* liveArray(cudaArray_const_t array)
 cudaError_t mallocArray(cudaArray_t* array, const cudaChannelFormatDesc* desc, size_t width,
                         size_t height)
 {
-    if (!array || !desc)
-        return cudaErrorInvalidValue;
-    *array = nullptr;
-    if (state().devices.empty())
-        return cudaErrorNoDevice;
+    // The library checks the format and size, and makes its device current, first.
     int bits = desc->x + desc->y + desc->z + desc->w;
-    if (desc->x < 0 || desc->y < 0 || desc->z < 0 || desc->w < 0 || bits <= 0 || bits % 8 ||
-        width == 0)
-        return cudaErrorInvalidValue;
     int device = sim::currentDevice();
     sim::Device& d = state().devices[device];
     d.contextCreated = true;
@@ -47,23 +43,17 @@ cudaError_t mallocArray(cudaArray_t* array, const cudaChannelFormatDesc* desc, s
     return cudaSuccess;
 }
 
-cudaError_t copyToArray(cudaArray_t dst, size_t wOffset, size_t hOffset, const void* src,
-                        size_t spitch, size_t width, size_t height, cudaMemcpyKind kind,
-                        cudaStream_t stream)
+// The library copies whole host images, from the first element on.
+cudaError_t copyToArray(cudaArray_t dst, const void* src, size_t spitch, size_t width,
+                        size_t height, cudaStream_t stream)
 {
     sim::Array* a = liveArray(dst);
     if (!a)
         return cudaErrorInvalidValue;
     if (stream && !state().streams.count(stream))
         return cudaErrorInvalidResourceHandle;
-    if (kind != cudaMemcpyHostToDevice && kind != cudaMemcpyDeviceToDevice &&
-        kind != cudaMemcpyDefault)
-        return cudaErrorInvalidMemcpyDirection;
-    if (width == 0 || height == 0)
-        return cudaSuccess;
     size_t rows = a->height ? a->height : 1;
-    // The library writes whole images from the first element on.
-    if (!src || spitch < width || wOffset || hOffset || width > a->rowBytes || height > rows ||
+    if (width > a->rowBytes || height > rows ||
         !sim::insideBlocks(src, (height - 1) * spitch + width))
         return cudaErrorInvalidValue;
     for (size_t r = 0; r < height; ++r)
@@ -112,13 +102,13 @@ cudaError_t cudaFreeArray(cudaArray_t array)
     return cudaResult(e);
 }
 
-cudaError_t cudaMemcpy2DToArrayAsync(cudaArray_t dst, size_t wOffset, size_t hOffset,
+cudaError_t cudaMemcpy2DToArrayAsync(cudaArray_t dst, size_t /*wOffset*/, size_t /*hOffset*/,
                                      const void* src, size_t spitch, size_t width, size_t height,
-                                     cudaMemcpyKind kind, cudaStream_t stream)
+                                     cudaMemcpyKind /*kind*/, cudaStream_t stream)
 {
     std::lock_guard<std::mutex> guard(lock());
     SIM_CUDA_INJECT();
-    cudaError_t e = copyToArray(dst, wOffset, hOffset, src, spitch, width, height, kind, stream);
+    cudaError_t e = copyToArray(dst, src, spitch, width, height, stream);
     sim::trace("cuda", "cudaMemcpy2DToArrayAsync width=%zu height=%zu -> %d", width, height,
                int(e));
     return cudaResult(e);
@@ -187,3 +177,81 @@ bool textureInfo(unsigned long long object, TextureInfo& out)
 }
 
 } // namespace sim
+
+namespace {
+
+// Texel (i, j) after the addressing mode; false outside the image in border mode.
+bool address(cudaTextureAddressMode mode, long long i, long long size, long long& out)
+{
+    switch (mode) {
+    case cudaAddressModeWrap:
+        out = (i % size + size) % size;
+        return true;
+    case cudaAddressModeMirror: {
+        const long long m = (i % (2 * size) + 2 * size) % (2 * size);
+        out = m < size ? m : 2 * size - 1 - m;
+        return true;
+    }
+    case cudaAddressModeBorder:
+        out = i;
+        return i >= 0 && i < size;
+    default: // clamp
+        out = i < 0 ? 0 : (i >= size ? size - 1 : i);
+        return true;
+    }
+}
+
+// One texel as four floats: 8- and 16-bit channels normalised, 32-bit ones
+// floats as stored; missing channels read 0, a missing alpha 1.
+float4 texel(const sim::TextureObject& t, const sim::Array& a, long long x, long long y)
+{
+    long long i = 0, j = 0;
+    const long long height = a.height ? static_cast<long long>(a.height) : 1;
+    if (!address(t.texture.addressMode[0], x, static_cast<long long>(a.width), i) ||
+        !address(t.texture.addressMode[1], y, height, j))
+        return make_float4(t.texture.borderColor[0], t.texture.borderColor[1],
+                           t.texture.borderColor[2], t.texture.borderColor[3]);
+    const int bits[4] = {a.desc.x, a.desc.y, a.desc.z, a.desc.w};
+    float v[4] = {0.0f, 0.0f, 0.0f, 1.0f};
+    const unsigned char* p = a.image.data() + size_t(j) * a.rowBytes +
+                             size_t(i) * size_t((bits[0] + bits[1] + bits[2] + bits[3]) / 8);
+    for (int c = 0; c < 4 && bits[c]; p += bits[c] / 8, ++c) {
+        unsigned raw = 0;
+        std::memcpy(&raw, p, size_t(bits[c] / 8));
+        if (bits[c] == 32)
+            std::memcpy(&v[c], &raw, 4);
+        else
+            v[c] = float(raw) / float((1u << bits[c]) - 1);
+    }
+    return make_float4(v[0], v[1], v[2], v[3]);
+}
+
+} // namespace
+
+// The texture unit on the host, for kernels run by the simulated device, for
+// the textures the library makes: normalised coordinates, linear filtering
+// (weights to 1/256, as the hardware keeps them), the addressing of each axis.
+float4 t7_hostTex2D(cudaTextureObject_t object, float u, float v)
+{
+    std::lock_guard<std::mutex> guard(lock());
+    auto it = state().textureObjects.find(object);
+    const sim::Array* a = it != state().textureObjects.end()
+                              ? liveArray(it->second.resource.res.array.array)
+                              : nullptr;
+    if (!a)
+        return make_float4(0.0f, 0.0f, 0.0f, 0.0f);
+    const sim::TextureObject& t = it->second;
+    const float height = float(a->height ? a->height : 1);
+    const float xb = u * float(a->width) - 0.5f, yb = v * height - 0.5f;
+    const long long i = (long long)std::floor(xb), j = (long long)std::floor(yb);
+    const float alpha = std::round((xb - float(i)) * 256.0f) / 256.0f;
+    const float beta = std::round((yb - float(j)) * 256.0f) / 256.0f;
+    const float4 t00 = texel(t, *a, i, j), t10 = texel(t, *a, i + 1, j);
+    const float4 t01 = texel(t, *a, i, j + 1), t11 = texel(t, *a, i + 1, j + 1);
+    auto mix = [&](float p00, float p10, float p01, float p11) {
+        return (1 - alpha) * (1 - beta) * p00 + alpha * (1 - beta) * p10 +
+               (1 - alpha) * beta * p01 + alpha * beta * p11;
+    };
+    return make_float4(mix(t00.x, t10.x, t01.x, t11.x), mix(t00.y, t10.y, t01.y, t11.y),
+                       mix(t00.z, t10.z, t01.z, t11.z), mix(t00.w, t10.w, t01.w, t11.w));
+}

@@ -2,9 +2,9 @@
 // argument checks against the simulated allocations, and records of every
 // build, compaction and relocation.
 //
-// Sizes for n primitives (the sum over the build inputs: index triplets, or
-// vertices / 3 without indices, for triangles; numPrimitives for curves and
-// custom primitives; numInstances for instance structures):
+// Sizes for n primitives (the sum over the build inputs: index triplets for
+// triangles; numPrimitives for curves and custom primitives; numInstances for
+// instance structures):
 //   output     256 + 64 n
 //   temp       256 + 48 n with OPTIX_BUILD_FLAG_ALLOW_COMPACTION, else 128 + 32 n
 //   compacted  128 + 32 n (rounded up to 8), or the output size when the
@@ -60,11 +60,7 @@ OptixResult checkInputs(const OptixAccelBuildOptions* options, const OptixBuildI
                                       inputs->type == OPTIX_BUILD_INPUT_TYPE_CURVES ||
                                       inputs->type == OPTIX_BUILD_INPUT_TYPE_CUSTOM_PRIMITIVES ||
                                       inputs->type == OPTIX_BUILD_INPUT_TYPE_INSTANCES);
-    return options && supported && numInputs == 1 &&
-                   options->operation == OPTIX_BUILD_OPERATION_BUILD &&
-                   options->motionOptions.numKeys <= 1
-               ? OPTIX_SUCCESS
-               : OPTIX_ERROR_INVALID_VALUE;
+    return options && supported && numInputs == 1 ? OPTIX_SUCCESS : OPTIX_ERROR_INVALID_VALUE;
 }
 
 OptixAccelBufferSizes sizesFor(size_t n, unsigned buildFlags)
@@ -145,11 +141,7 @@ bool checkBuffers(const OptixBuildInput& in, int device, std::vector<OptixInstan
     }
     case OPTIX_BUILD_INPUT_TYPE_CURVES: {
         const OptixBuildInputCurveArray& c = in.curveArray;
-        bool curve = c.curveType == OPTIX_PRIMITIVE_TYPE_ROUND_LINEAR ||
-                     c.curveType == OPTIX_PRIMITIVE_TYPE_ROUND_QUADRATIC_BSPLINE ||
-                     c.curveType == OPTIX_PRIMITIVE_TYPE_ROUND_CUBIC_BSPLINE ||
-                     c.curveType == OPTIX_PRIMITIVE_TYPE_ROUND_CATMULLROM;
-        return curve && c.vertexBuffers && c.widthBuffers &&
+        return c.vertexBuffers && c.widthBuffers &&
                reachable(c.vertexBuffers[0], c.numVertices * orNatural(c.vertexStrideInBytes, 12),
                          device, true) &&
                reachable(c.widthBuffers[0], c.numVertices * orNatural(c.widthStrideInBytes, 4),
@@ -188,10 +180,8 @@ void describe(const OptixBuildInput& in, sim::BuildRecord& r)
     switch (in.type) {
     case OPTIX_BUILD_INPUT_TYPE_TRIANGLES: {
         OptixBuildInputTriangleArray& t = r.input.triangleArray;
-        if (t.vertexBuffers)
-            r.vertexBuffer = t.vertexBuffers[0];
-        if (t.flags)
-            r.flags.assign(t.flags, t.flags + t.numSbtRecords);
+        r.vertexBuffer = t.vertexBuffers[0];
+        r.flags.assign(t.flags, t.flags + t.numSbtRecords);
         t.vertexBuffers = nullptr;
         t.flags = nullptr;
         t.opacityMicromap.micromapUsageCounts = nullptr;
@@ -199,10 +189,8 @@ void describe(const OptixBuildInput& in, sim::BuildRecord& r)
     }
     case OPTIX_BUILD_INPUT_TYPE_CURVES: {
         OptixBuildInputCurveArray& c = r.input.curveArray;
-        if (c.vertexBuffers)
-            r.vertexBuffer = c.vertexBuffers[0];
-        if (c.widthBuffers)
-            r.widthBuffer = c.widthBuffers[0];
+        r.vertexBuffer = c.vertexBuffers[0];
+        r.widthBuffer = c.widthBuffers[0];
         r.flags = {c.flag};
         c.vertexBuffers = nullptr;
         c.widthBuffers = nullptr;
@@ -211,10 +199,8 @@ void describe(const OptixBuildInput& in, sim::BuildRecord& r)
     }
     case OPTIX_BUILD_INPUT_TYPE_CUSTOM_PRIMITIVES: {
         OptixBuildInputCustomPrimitiveArray& p = r.input.customPrimitiveArray;
-        if (p.aabbBuffers)
-            r.aabbBuffer = p.aabbBuffers[0];
-        if (p.flags)
-            r.flags.assign(p.flags, p.flags + p.numSbtRecords);
+        r.aabbBuffer = p.aabbBuffers[0];
+        r.flags.assign(p.flags, p.flags + p.numSbtRecords);
         p.aabbBuffers = nullptr;
         p.flags = nullptr;
         break;
@@ -267,8 +253,6 @@ OptixResult accelBuild(OptixDeviceContext context, CUstream stream,
             outputSize < sizes.outputSizeInBytes || !reachable(output, outputSize, device, false) ||
             overlap(temp, tempSize, output, outputSize))
             return OPTIX_ERROR_INVALID_VALUE;
-        if (numEmitted && !emitted)
-            return OPTIX_ERROR_INVALID_VALUE;
         for (unsigned i = 0; i < numEmitted; ++i) {
             CUdeviceptr p = emitted[i].result;
             if (emitted[i].type != OPTIX_PROPERTY_TYPE_COMPACTED_SIZE ||
@@ -294,7 +278,6 @@ OptixResult accelBuild(OptixDeviceContext context, CUstream stream,
         }
         r.device = device;
         r.options = *options;
-        r.numBuildInputs = numInputs;
         describe(inputs[0], r);
         r.tempSize = tempSize;
         r.tempPinned = tempPinned;
@@ -303,12 +286,9 @@ OptixResult accelBuild(OptixDeviceContext context, CUstream stream,
     }();
     if (e == OPTIX_SUCCESS)
         state().records.builds.push_back(r);
-    sim::trace("optix",
-               "optixAccelBuild device=%d type=0x%x primitives=%zu flags=%u temp=%s emitted=%u "
-               "-> %d",
-               sim::contextDevice(context), inputs && numInputs ? unsigned(inputs[0].type) : 0u,
-               n, options ? options->buildFlags : 0u, r.tempPinned ? "pinned" : "device",
-               numEmitted, int(e));
+    sim::trace("optix", "optixAccelBuild device=%d type=0x%x primitives=%zu flags=%u temp=%s -> %d",
+               sim::contextDevice(context), inputs ? unsigned(inputs->type) : 0u, n,
+               options ? options->buildFlags : 0u, r.tempPinned ? "pinned" : "device", int(e));
     return e;
 }
 
@@ -331,8 +311,7 @@ OptixResult accelCompact(OptixDeviceContext context, CUstream stream,
             s.address = outputBuffer;
             s.size = s.compactedSize;
             *outputHandle = makeStructure(s);
-            state().records.compactions.push_back(
-                {*outputHandle, stream});
+            state().records.compactions.push_back({*outputHandle, stream});
             e = OPTIX_SUCCESS;
         }
     }

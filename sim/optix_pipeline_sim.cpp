@@ -66,7 +66,7 @@ OptixResult groupCreate(OptixDeviceContext context, const OptixProgramGroupDesc*
     std::vector<sim::GroupRecord> made;
     for (unsigned i = 0; i < count; ++i) {
         const OptixProgramGroupDesc& d = descs[i];
-        sim::GroupRecord r{device, nullptr, unsigned(d.kind), {}, {}};
+        sim::GroupRecord r{nullptr, unsigned(d.kind), {}, {}};
         if (d.kind == OPTIX_PROGRAM_GROUP_KIND_RAYGEN || d.kind == OPTIX_PROGRAM_GROUP_KIND_MISS) {
             const OptixProgramGroupSingleModule& m = d.raygen; // the same layout as miss
             if (!program(m.module, m.entryFunctionName) ||

@@ -46,8 +46,6 @@ OptixResult contextCreate(CUcontext fromContext, const OptixDeviceContextOptions
 {
     std::lock_guard<std::mutex> guard(lock());
     SIM_OPTIX_INJECT("optixDeviceContextCreate");
-    if (!context)
-        return OPTIX_ERROR_INVALID_VALUE;
     // Only the current CUDA context (a null handle) is supported.
     if (fromContext || state().devices.empty())
         return OPTIX_ERROR_INVALID_DEVICE_CONTEXT;
@@ -97,10 +95,10 @@ OptixModule newModule(const Context& c)
     return reinterpret_cast<OptixModule>(m);
 }
 
-sim::ModuleRecord record(const Context& c, const OptixModuleCompileOptions* module,
+sim::ModuleRecord record(const OptixModuleCompileOptions* module,
                          const OptixPipelineCompileOptions* pipeline)
 {
-    sim::ModuleRecord r{c.device, "", 0, *module, *pipeline, ""};
+    sim::ModuleRecord r{"", 0, *module, *pipeline, ""};
     if (pipeline->pipelineLaunchParamsVariableName)
         r.launchParamsName = pipeline->pipelineLaunchParamsVariableName;
     return r;
@@ -120,7 +118,7 @@ OptixResult moduleCreateFromPTX(OptixDeviceContext context,
     if (const int injected = sim::injected("optixModuleCreateFromPTX", logString, logStringSize))
         return OptixResult(injected);
     sim::writeLog("", logString, logStringSize);
-    sim::ModuleRecord r = record(c, moduleCompileOptions, pipelineCompileOptions);
+    sim::ModuleRecord r = record(moduleCompileOptions, pipelineCompileOptions);
     r.text.assign(PTX, PTXsize);
     state().records.modules.push_back(r);
     *module = newModule(c);
@@ -140,7 +138,7 @@ OptixResult builtinISModuleGet(OptixDeviceContext context,
         !builtinISOptions || !builtinModule)
         return OPTIX_ERROR_INVALID_VALUE;
     const auto& c = *reinterpret_cast<Context*>(context);
-    sim::ModuleRecord r = record(c, moduleCompileOptions, pipelineCompileOptions);
+    sim::ModuleRecord r = record(moduleCompileOptions, pipelineCompileOptions);
     r.builtinType = unsigned(builtinISOptions->builtinISModuleType);
     state().records.modules.push_back(r);
     *builtinModule = newModule(c);
@@ -178,8 +176,6 @@ OptixResult queryFunctionTable(int abiId, unsigned int /*numOptions*/,
         return OPTIX_ERROR_UNSUPPORTED_ABI_VERSION;
     if (sizeOfTable != sizeof(OptixFunctionTable))
         return OPTIX_ERROR_FUNCTION_TABLE_SIZE_MISMATCH;
-    if (!functionTable)
-        return OPTIX_ERROR_INVALID_VALUE;
     // Entries the library does not call stay null.
     OptixFunctionTable table = {};
     table.optixGetErrorName = errorName;
@@ -191,6 +187,7 @@ OptixResult queryFunctionTable(int abiId, unsigned int /*numOptions*/,
     table.optixModuleDestroy = moduleDestroy;
     fillAccelEntries(table);
     fillPipelineEntries(table);
+    fillDenoiserEntries(table);
     std::memcpy(functionTable, &table, sizeof(table));
     return OPTIX_SUCCESS;
 }

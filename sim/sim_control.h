@@ -75,7 +75,6 @@ struct ContextRecord {
 
 // A module that reached the simulated OptiX: from program text, or built in.
 struct ModuleRecord {
-    int device;
     std::string text;             // empty for built-in modules
     unsigned builtinType;         // OptixPrimitiveType of a built-in module, else 0
     OptixModuleCompileOptions moduleOptions;
@@ -91,7 +90,6 @@ void setCompactionSaves(bool saves);
 struct BuildRecord {
     int device;
     OptixAccelBuildOptions options;
-    unsigned numBuildInputs;
     // The first build input, its host-array pointers (vertex, width, normal,
     // box buffer arrays, flag arrays, micromap usage counts) nulled; what they
     // pointed at follows.
@@ -117,7 +115,6 @@ struct RelocationRecord {
 // ray generation and miss groups, closest hit, any hit and intersection for
 // hit groups (null module and empty name where there is none).
 struct GroupRecord {
-    int device;
     OptixProgramGroup handle;
     unsigned kind; // OptixProgramGroupKind
     OptixModule modules[3];
@@ -148,6 +145,21 @@ struct LaunchRecord {
 // What reached the simulated OptiX library, in call order: every context
 // created (destroyed ones included), and the successful module and group
 // creations, pipeline links, builds, compactions, relocations and launches.
+// A call of a denoiser function, by its name after "optixDenoiser" (Create,
+// Destroy, Setup, ComputeIntensity, Invoke), with the denoiser's model and
+// guides and the input size it was given; intensity calls also keep their
+// output (params.hdrIntensity), invocations their parameters, guide layer and
+// first layer.
+struct DenoiserRecord {
+    std::string call;
+    OptixDenoiserModelKind kind;
+    OptixDenoiserOptions options;
+    unsigned width, height;
+    OptixDenoiserParams params;
+    OptixDenoiserGuideLayer guide;
+    OptixDenoiserLayer layer;
+    unsigned numLayers;
+};
 struct Records {
     std::vector<ContextRecord> contexts;
     std::vector<ModuleRecord> modules;
@@ -157,6 +169,7 @@ struct Records {
     std::vector<CompactionRecord> compactions;
     std::vector<RelocationRecord> relocations;
     std::vector<LaunchRecord> launches;
+    std::vector<DenoiserRecord> denoisers;
 };
 Records records();
 // Forgets all records but the contexts' (not the structures themselves).

@@ -19,5 +19,7 @@ int contextDevice(OptixDeviceContext context);
 void fillAccelEntries(OptixFunctionTable& table);
 // Fills the program-group and pipeline entries (optix_pipeline_sim.cpp).
 void fillPipelineEntries(OptixFunctionTable& table);
+// Fills the denoiser entries (optix_denoiser_sim.cpp).
+void fillDenoiserEntries(OptixFunctionTable& table);
 
 } // namespace sim

@@ -1,7 +1,8 @@
-// Checks on a real GPU: OptiX start-up through our own declarations and a
-// device context, textures of every format, whole scenes (acceleration builds
+// Checks on a real GPU: OptiX start-up through our own declarations,
+// textures of every format, whole scenes (acceleration builds
 // of every kind, boxes computed on the device, relocation between two
-// contexts) compiled with our own programs, and frames launched with the
+// contexts) compiled with our own programs, the device contexts created and
+// destroyed with them, and frames launched with the
 // placeholder camera, whose value for every pixel is known, read back in
 // every format, and two cameras with lights published to every device; each
 // on one device and on {0, 0}. Prints one line per check
@@ -11,6 +12,7 @@
 #include "core/OptixLoader.h"
 #include "core/PathTracer.h"
 #include "kernels/readback_kernels.h"
+#include "output/Denoiser.h"
 #include "programs/ProgramFiles.h"
 #include "scene/Geometry.h"
 #include "scene/Texture.h"
@@ -21,7 +23,9 @@
 
 #include <cstdio>
 #include <cstring>
+#include <iostream>
 #include <memory>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -40,6 +44,14 @@ bool check(bool ok, const std::string& what)
     return ok;
 }
 
+// Runs the body of a check; an exception fails it with its text.
+template <typename F> void guarded(const std::string& name, F&& body)
+{
+    try { body(); } catch (const std::exception& e) { check(false, name + ": " + e.what()); }
+}
+
+// The device contexts are created and destroyed by every PathTracer; the
+// first ones, in checkCompile, report both.
 void checkOptixDirectly()
 {
     int count = 0;
@@ -54,26 +66,7 @@ void checkOptixDirectly()
     void* lib = dlopen("libnvoptix.so.1", RTLD_NOW);
     if (!check(lib != nullptr, std::string("libnvoptix.so.1 opens") + (lib ? "" : std::string(": ") + dlerror())))
         return;
-    if (!check(loadOptixFunctionTable(), "function table loads for ABI 68"))
-        return;
-
-    OptixDeviceContext context = nullptr;
-    try {
-        CUDA_CHECK(cudaSetDevice(0));
-        CUDA_CHECK(cudaFree(nullptr));
-        OptixDeviceContextOptions options = {};
-        options.logCallbackFunction = &context_log_cb;
-        options.logCallbackLevel = 4;
-        OPTIX_CHECK(optixDeviceContextCreate(nullptr, &options, &context));
-        OPTIX_CHECK(optixDeviceContextSetCacheEnabled(context, 1));
-        check(true, "device context created (log level 4)");
-    } catch (const std::exception& ex) {
-        check(false, std::string("device context: ") + ex.what());
-        return;
-    }
-
-    OptixResult r = optixDeviceContextDestroy(context);
-    check(r == OPTIX_SUCCESS, "device context destroyed");
+    check(loadOptixFunctionTable(), "function table loads for ABI 68");
 }
 
 // Every texture format on device 0: create, update in place, resize, destroy.
@@ -87,7 +80,7 @@ void checkTextures()
     for (int bits : {8, 16, 32})
         for (int channels : {1, 2, 4}) {
             const std::string name = std::to_string(channels) + " x " + std::to_string(bits);
-            try {
+            guarded("texture " + name, [&] {
                 std::vector<unsigned char> small(4 * 4 * channels * bits / 8, 0x3c);
                 std::vector<unsigned char> big(16 * 8 * channels * bits / 8, 0x3d);
                 Texture t(0, stream, 4, 4, channels, bits, cudaAddressModeWrap, small.data());
@@ -98,9 +91,7 @@ void checkTextures()
                 t.destroy();
                 CUDA_CHECK(cudaStreamSynchronize(stream));
                 check(kept && first != 0, "texture " + name + ": create, update, resize, destroy");
-            } catch (const std::exception& e) {
-                check(false, "texture " + name + ": " + e.what());
-            }
+            });
         }
     check(cudaGetLastError() == cudaSuccess, "no CUDA error pending after the textures");
     cudaStreamDestroy(stream);
@@ -116,17 +107,20 @@ std::vector<float3> points(size_t n, float seed)
 
 // A whole scene compiled on real devices with our own programs: empty, then
 // with a mesh, every curve type and every custom-primitive kind; on {0, 0}
-// the structures are relocated between two contexts of one GPU.
+// the structures are relocated between two contexts of one GPU. The
+// contexts are created at log level 4 and destroyed with the tracer.
 void checkCompile(const std::vector<unsigned>& devices)
 {
     const std::string name = devices.size() == 1 ? "compile on {0}" : "compile on {0, 0}";
-    try {
-        PathTracer pt(64, 48, READBACK_RGBA8, {}, {}, {}, {}, {}, {}, devices, 0);
-        check(pt.setCameraProgram("dummy7_camera.cu::__raygen__dummy") &&
-                  pt.setMissProgram("dummy7_miss.cu::__miss__dummy") && pt.compileScene(),
+    guarded(name, [&] {
+        std::unique_ptr<PathTracer> pt(
+            new PathTracer(64, 48, READBACK_RGBA8, {}, {}, {}, {}, {}, {}, devices, 4));
+        check(pt->states()[0].context != nullptr, name + ": device contexts created (log level 4)");
+        check(pt->setCameraProgram("dummy7_camera.cu::__raygen__dummy") &&
+                  pt->setMissProgram("dummy7_miss.cu::__miss__dummy") && pt->compileScene(),
               name + ": empty scene");
         const std::string hit = "dummy7_chit.cu::__closesthit__dummy";
-        const unsigned material = pt.setupMaterial(hit, hit, {}, {}, {}, {}, {}, 0);
+        const unsigned material = pt->setupMaterial(hit, hit, {}, {}, {}, {}, {}, 0);
         const auto p = points(8, 1.0f);
         const std::vector<float> radii(8, 0.25f);
         const std::vector<float2> pairs(8, make_float2(0.25f, 0.5f));
@@ -143,15 +137,15 @@ void checkCompile(const std::vector<unsigned>& devices)
         };
         auto fill = [&](unsigned id, const PathTracer::SlotMap& slots, size_t n) {
             for (const auto& slot : slots)
-                pt.uploadGeometryBuffers(id, slot.first == 2 && slot.second == 4 ? 2 : n,
-                                         {{slot.first, data(slot.first, slot.second)}});
+                pt->uploadGeometryBuffers(id, slot.first == 2 && slot.second == 4 ? 2 : n,
+                                          {{slot.first, data(slot.first, slot.second)}});
         };
-        const unsigned mesh = pt.setupTrianglesGeometry(geoPrimitives0, {{0, 12}, {2, 12}}, material);
-        pt.uploadGeometryMeshFaces(mesh, p.data(), 8, faces.data(), 2);
+        const unsigned mesh = pt->setupTrianglesGeometry(geoPrimitives0, {{0, 12}, {2, 12}}, material);
+        pt->uploadGeometryMeshFaces(mesh, p.data(), 8, faces.data(), 2);
         for (geoPrimirivesType type : {geoBSplineLinear, geoBSplineQuadratic, geoBSplineCubic,
                                        geoBSplineLinear2, geoBSplineCatmullRom}) {
             const PathTracer::SlotMap slots = {{0, 12}, {2, 4}, {4, 4}};
-            fill(pt.setupBSplinesGeometry(type, slots, material), slots, 8);
+            fill(pt->setupBSplinesGeometry(type, slots, material), slots, 8);
         }
         const std::pair<geoPrimirivesType, PathTracer::SlotMap> kinds[] = {
             {geoParticleSet, {{0, 12}, {4, 4}}},
@@ -161,19 +155,24 @@ void checkCompile(const std::vector<unsigned>& devices)
             {geoParallelepipeds, {{0, 12}, {2, 12}, {3, 12}, {4, 12}}},
         };
         for (const auto& kind : kinds)
-            fill(pt.setupPrimitivesGeometry(kind.first, "dummy7_isec.cu::__intersection__dummy",
-                                            kind.second, material),
+            fill(pt->setupPrimitivesGeometry(kind.first, "dummy7_isec.cu::__intersection__dummy",
+                                             kind.second, material),
                  kind.second, 8);
-        check(pt.compileScene(), name + ": a mesh, every curve type and every custom kind");
-        for (const PathTracerState& s : pt.states())
+        check(pt->compileScene(), name + ": a mesh, every curve type and every custom kind");
+        for (const PathTracerState& s : pt->states())
             check(s.ias_handle && s.pipeline && s.sbt.hitgroupRecordCount == 22,
                   name + ": device state of ordinal " + std::to_string(s.device_idx) +
                       " has its instances, pipeline and 22 hit records");
         check(cudaDeviceSynchronize() == cudaSuccess && cudaGetLastError() == cudaSuccess,
               name + ": no CUDA error pending");
-    } catch (const std::exception& e) {
-        check(false, name + ": " + e.what());
-    }
+        // A failed release (a context destroy among them) is reported on standard output.
+        std::ostringstream reported;
+        std::streambuf* const out = std::cout.rdbuf(reported.rdbuf());
+        pt.reset();
+        std::cout.rdbuf(out);
+        check(reported.str().empty(), name + ": device contexts destroyed, no release failure" +
+                                          (reported.str().empty() ? "" : ": " + reported.str()));
+    });
 }
 
 // Three passes with the placeholder camera. On {0, 0} both states have
@@ -183,7 +182,7 @@ void checkFrames(const std::vector<unsigned>& devices)
 {
     const std::string name = devices.size() == 1 ? "frames on {0}" : "frames on {0, 0}";
     const unsigned W = 96, H = 40;
-    try {
+    guarded(name, [&] {
         PathTracer pt(W, H, READBACK_RGBA8, {}, {}, {}, {}, {}, {}, devices, 0);
         pt.setCameraProgram("dummy7_camera.cu::__raygen__dummy");
         pt.setMissProgram("dummy7_miss.cu::__miss__dummy");
@@ -226,9 +225,7 @@ void checkFrames(const std::vector<unsigned>& devices)
             formats = formats && pt.getOutputBuffer2(mode) != nullptr;
         check(formats && cudaGetLastError() == cudaSuccess,
               name + ": every other format converts on demand");
-    } catch (const std::exception& e) {
-        check(false, name + ": " + e.what());
-    }
+    });
 }
 
 // Two cameras of the placeholder program and three lights: what each device
@@ -238,7 +235,7 @@ void checkFrames(const std::vector<unsigned>& devices)
 void checkCameras(const std::vector<unsigned>& devices)
 {
     const std::string name = devices.size() == 1 ? "cameras on {0}" : "cameras on {0, 0}";
-    try {
+    guarded(name, [&] {
         PathTracer pt(64, 48, READBACK_RGBA8, {}, {}, {}, {}, {}, {}, devices, 0);
         pt.setMissProgram("dummy7_miss.cu::__miss__dummy");
         const std::string program = "dummy7_camera.cu::__raygen__dummy";
@@ -273,9 +270,82 @@ void checkCameras(const std::vector<unsigned>& devices)
         }
         check(published && cudaGetLastError() == cudaSuccess,
               name + ": camera fields and lights as the device reads them; one pipeline for both");
-    } catch (const std::exception& e) {
-        check(false, name + ": " + e.what());
+    });
+}
+
+// A device copy of an image, freed when it goes.
+struct Buffer {
+    explicit Buffer(const std::vector<float4>& v)
+    {
+        CUDA_CHECK(cudaMalloc(&p, v.size() * sizeof(float4)));
+        CUDA_CHECK(cudaMemcpy(p, v.data(), v.size() * sizeof(float4), cudaMemcpyHostToDevice));
     }
+    ~Buffer() { cudaFree(p); }
+    Buffer(const Buffer&) = delete;
+    Buffer& operator=(const Buffer&) = delete;
+    float4* get() const { return static_cast<float4*>(p); }
+    void* p = nullptr;
+};
+
+// The OptiX denoiser in each model on a noisy horizontal gradient, with
+// albedo and normal guides: the output has the output size, is finite, and
+// is closer to the clean gradient than the noisy input (for upscaling, than
+// the input doubled pixel by pixel).
+void checkDenoiser()
+{
+    const unsigned W = 64, H = 64;
+    auto clean = [&](unsigned x, unsigned w) { return 0.2f + 0.6f * float(x) / float(w - 1); };
+    const std::pair<OptixDenoiserModelKind, const char*> models[] = {
+        {OPTIX_DENOISER_MODEL_KIND_LDR, "LDR"}, {OPTIX_DENOISER_MODEL_KIND_HDR, "HDR"},
+        {OPTIX_DENOISER_MODEL_KIND_UPSCALE2X, "2x upscaling"}};
+    guarded("denoiser", [&] {
+        PathTracer pt(W, H, READBACK_RGBA8, {}, {}, {}, {}, {}, {}, {0}, 0);
+        const PathTracerState& s = pt.states()[0];
+        cudaDeviceProp prop = {};
+        CUDA_CHECK(cudaGetDeviceProperties(&prop, 0));
+        const bool simulated = std::strncmp(prop.name, "Simulated", 9) == 0;
+        for (const auto& model : models) {
+            const unsigned div = model.first == OPTIX_DENOISER_MODEL_KIND_UPSCALE2X ? 2 : 1;
+            const unsigned w = W / div, h = H / div;
+            std::vector<float4> noisy(w * h), albedo(w * h, make_float4(0.5f, 0.5f, 0.5f, 1)),
+                normal(w * h, make_float4(0, 0, 1, 0)), out(W * H);
+            unsigned seed = 7;
+            for (unsigned i = 0; i < w * h; ++i) {
+                auto noise = [&] { return float((seed = seed * 1664525u + 1013904223u) >> 8) / 16777216.0f * 0.3f - 0.15f; };
+                const float g = clean(i % w, w);
+                noisy[i] = make_float4(g + noise(), g + noise(), g + noise(), 1);
+            }
+            Buffer source(noisy), image(div == 1 ? noisy : out), a(albedo), n(normal);
+            PostprocParams params = {};
+            params.gamma = params.scale = 1.0f;
+            params.albedo = a.get();
+            params.normal = n.get();
+            params.frames = 1;
+            Denoiser denoiser(s.context, model.first, s.stream);
+            denoiser.apply(image.get(), int(W), int(H), s.stream, params, source.get());
+            CUDA_SYNC_CHECK();
+            CUDA_CHECK(cudaMemcpy(out.data(), image.get(), out.size() * 16, cudaMemcpyDeviceToHost));
+            double before = 0, after = 0;
+            bool finite = true;
+            for (unsigned y = 0; y < H; ++y)
+                for (unsigned x = 0; x < W; ++x) {
+                    const float g = clean(x, W);
+                    const float4 in = noisy[(y / div) * w + x / div], o = out[y * W + x];
+                    for (float c : {in.x, in.y, in.z})
+                        before += (c - g) * (c - g);
+                    for (float c : {o.x, o.y, o.z}) {
+                        after += (c - g) * (c - g);
+                        finite = finite && std::isfinite(c);
+                    }
+                }
+            // The simulated denoiser marks its inputs instead of denoising.
+            check(finite && (simulated || after < before),
+                  std::string("denoiser ") + model.second + ": " + std::to_string(W) + " x " +
+                      std::to_string(H) + " out, squared error " + std::to_string(before) +
+                      " before, " + std::to_string(after) + " after" +
+                      (simulated ? " (simulated: size and finite values only)" : ""));
+        }
+    });
 }
 
 } // namespace
@@ -292,6 +362,7 @@ int main(int argc, char** argv)
     checkFrames({0, 0});
     checkCameras({0});
     checkCameras({0, 0});
+    checkDenoiser();
     std::printf("%d passed, %d failed\n", passed, failed);
     return failed ? 1 : 0;
 }

@@ -134,6 +134,14 @@ TEST_F(Boundary, UnknownHandlesGiveTheirUnknownValuesBeforeReadingArguments)
     EXPECT_FALSE(DRIVE(ApiSetCameraCxy)(kUnknown, 1, {}, true));
     EXPECT_FALSE(DRIVE(ApiRotateCameraEye)(kUnknown, 1, 1, 1, true));
     EXPECT_FALSE(DRIVE(ApiRotateCameraTarget)(kUnknown, 1, 1, 1, true));
+    for (auto setter : {DRIVE(ApiSetPostprocTonemapGrayTexture), DRIVE(ApiSetPostprocTonemapRedTexture),
+                        DRIVE(ApiSetPostprocTonemapGreenTexture), DRIVE(ApiSetPostprocTonemapBlueTexture),
+                        DRIVE(ApiSetPostprocAddTexture), DRIVE(ApiSetPostprocMulTexture)})
+        EXPECT_FALSE(setter(kUnknown, 1));
+    DRIVE(ApiAddPostprocessing)(kUnknown, POSTPROC_DENOISER_LDR);
+    DRIVE(ApiSetPostprocGamma)(kUnknown, 1, 1);
+    DRIVE(ApiSetPostprocLevels)(kUnknown, nullptr, nullptr);
+    DRIVE(ApiSetPostprocDenoiser)(kUnknown, OPTIX_DENOISER_INPUT_RGB, 0, 0);
     DRIVE(ApiReadHitPosAtPoint)(kUnknown, 0, 0, nullptr);
     DRIVE(ApiReadGeomIdAtPoint)(kUnknown, 0, 0, nullptr);
 
@@ -331,9 +339,7 @@ TEST_F(Boundary, SetUpFailingHalfWayLeavesNothing)
                            int(cudaErrorInvalidValue)};
     for (size_t i = 0; i < std::size(cases); ++i) {
         sim::failNext(cases[i].function, results[i], cases[i].after);
-        testing::internal::CaptureStdout();
-        EXPECT_FALSE(cases[i].setUp()) << cases[i].function;
-        testing::internal::GetCapturedStdout();
+        printed([&] { EXPECT_FALSE(cases[i].setUp()) << cases[i].function; });
         EXPECT_EQ(std::string(error).rfind(cases[i].expected, 0), 0u) << error;
         const sim::Counts now = sim::counts();
         EXPECT_EQ(now.deviceBytes, before.deviceBytes) << cases[i].function;

@@ -16,10 +16,7 @@ TEST_F(Lifecycle, HandlesStartAtOneAndAFailedCreationConsumesItsHandle)
     EXPECT_EQ(first.error, "");
 
     Created failed = create({5}); // no such device
-    EXPECT_EQ(failed.handle, 0u);
-    EXPECT_EQ(failed.error, "OPTIX_ERROR_CUDA_NOT_INITIALIZED: Compatible device(s) not found / "
-                            "not selected.");
-    EXPECT_EQ(failed.out, ""); // creation reports through the buffer only
+    EXPECT_EQ(failed.handle, 0u); // its texts: device selection
     EXPECT_EQ(create({0}).handle, 3u);
 
     char error[16] = "stale";
@@ -34,22 +31,16 @@ TEST_F(Lifecycle, AnInstanceHoldsItsDeviceObjectsSampleBuffersAndImages)
 {
     Created c = create();
     ASSERT_NE(c.handle, 0u) << c.error;
-    EXPECT_EQ(c.out, "\tSelected devices: [0]\n\tPrimary device: 0\n");
     // The default material's texture arrays are empty and take no memory. On
     // the device: the launch parameters and, for 64 x 48 pixels (8 x 6 tiles
     // of 64 samples), the indices, sums and running averages. In host memory:
     // the RGBA8 image, the float4 image, hit positions and ids.
-    const sim::Counts counts = sim::counts();
-    EXPECT_EQ(counts.optixContexts, 1u);
-    EXPECT_EQ(counts.streams, 1u);
-    EXPECT_EQ(counts.deviceAllocations, 4u);
-    EXPECT_EQ(counts.deviceBytes, 296u + 3072 * (8 + 16 + 16));
-    EXPECT_EQ(counts.pinnedAllocations, 4u);
+    const sim::Counts n = sim::counts();
+    EXPECT_TRUE(n.optixContexts == 1 && n.streams == 1 && n.deviceAllocations == 4 &&
+                n.pinnedAllocations == 4);
+    EXPECT_EQ(n.deviceBytes, 296u + 3072 * (8 + 16 + 16));
     const sim::ContextRecord ctx = sim::records().contexts.back();
-    EXPECT_EQ(ctx.device, 0);
-    EXPECT_TRUE(ctx.hasCallback);
-    EXPECT_EQ(ctx.cacheEnabled, 1);
-    EXPECT_EQ(ctx.logLevel, 0u);
+    EXPECT_TRUE(ctx.device == 0 && ctx.hasCallback && ctx.cacheEnabled == 1 && ctx.logLevel == 0);
     EXPECT_TRUE(ApiDestroyPathTracer(c.handle, nullptr));
 }
 

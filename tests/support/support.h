@@ -17,6 +17,7 @@ namespace t7test {
 constexpr size_t kErrorSize = 4096;
 constexpr const char* kHit = "dummy7_chit.cu::__closesthit__dummy";
 constexpr const char* kIsec = "dummy7_isec.cu::__intersection__dummy";
+constexpr const char* kCamera = "dummy7_camera.cu::__raygen__dummy";
 
 // The text of what `call` throws, or "<no exception>".
 inline std::string failure(const std::function<void()>& call)
@@ -40,6 +41,15 @@ inline std::string printed(const std::function<void()>& call)
         throw;
     }
     return testing::internal::GetCapturedStdout();
+}
+
+// Lines of the simulated device's journal that contain `text`.
+inline size_t journalCount(const std::string& text)
+{
+    size_t n = 0;
+    for (const std::string& line : sim::journal())
+        n += line.find(text) != std::string::npos;
+    return n;
 }
 
 // Nothing is held on the simulated device any more.
@@ -101,6 +111,26 @@ inline int mesh(unsigned handle, unsigned material, char* error = nullptr)
     const unsigned slots[] = {geoBufVertices, geoBufIndices};
     const unsigned sizes[] = {12, 12};
     return ApiSetupTrianglesGeometry(handle, geoPrimitives0, slots, sizes, 2, material, error);
+}
+
+// A current placeholder camera, with lens value 4 (the blend value) as given,
+// and the placeholder miss program: the instance can launch.
+inline void readyToLaunch(unsigned handle, float blend = 0.0f)
+{
+    const unsigned camera = ApiSetupCamera(handle, kCamera, {0, 0, 1}, {}, {0, 1, 0}, 45, 1, {}, 0,
+                                           0, 0, 0, 0, blend, false, nullptr, 0);
+    ASSERT_TRUE(ApiSetCurrentCamera(handle, camera, nullptr));
+    ASSERT_TRUE(ApiSetMissProgram(handle, "dummy7_miss.cu::__miss__dummy", nullptr));
+}
+
+// The float4 image: render size (or the upscaled output), bottom row first.
+inline std::vector<float4> rawImage(unsigned handle)
+{
+    void* data = nullptr;
+    int size = 0;
+    EXPECT_TRUE(ApiGetRawOutputBuffer(handle, &data, &size, nullptr));
+    const float4* p = static_cast<const float4*>(data);
+    return std::vector<float4>(p, p + size_t(size) / sizeof(float4));
 }
 
 // An instance on every simulated device with one plain material, destroyed

@@ -14,8 +14,6 @@ namespace {
 
 using namespace t7test;
 
-constexpr const char* kCamera = "dummy7_camera.cu::__raygen__dummy";
-
 void expectNear(float3 a, float3 b, const char* what)
 {
     EXPECT_NEAR(a.x, b.x, 1e-5f) << what;
@@ -174,17 +172,15 @@ TEST_F(Cameras, TheCurrentCameraReachesEveryCameraFieldOfEveryDevice)
     for (size_t d = 0; d < 2; ++d) {
         // What the device read at the launch.
         const Params& p = launches[launches.size() - 2 + d].params;
-        EXPECT_TRUE(same(p.eye, make_float3(0, 0, 5)));
         expectNear(p.U, make_float3(half * 4 / 3, 0, 0), "U");
         expectNear(p.V, make_float3(0, half, 0), "V");
-        EXPECT_TRUE(same(p.W, make_float3(0, 0, -5)));
-        EXPECT_TRUE(same(p.nU, make_float3(-1, 0, 0)) && same(p.nV, make_float3(0, -1, 0)) &&
+        EXPECT_TRUE(same(p.eye, make_float3(0, 0, 5)) && same(p.W, make_float3(0, 0, -5)) &&
+                    same(p.nU, make_float3(-1, 0, 0)) && same(p.nV, make_float3(0, -1, 0)) &&
                     same(p.nW, make_float3(0, 0, 1)));
         EXPECT_FLOAT_EQ(p.fov, float(M_PI / 3));
-        EXPECT_TRUE(p.center.x == 0.25f && p.center.y == -0.5f);
-        EXPECT_TRUE(p.lens1 == 0.1f && p.aperture == 0.2f && p.focus_distance == 0.3f &&
-                    p.lens2 == 0.4f && p.lens3 == 0.5f);
-        EXPECT_TRUE(p.camera_tex0 == 0 && p.camera_tex1 == 0);
+        EXPECT_TRUE(p.center.x == 0.25f && p.center.y == -0.5f && p.lens1 == 0.1f &&
+                    p.aperture == 0.2f && p.focus_distance == 0.3f && p.lens2 == 0.4f &&
+                    p.lens3 == 0.5f && p.camera_tex0 == 0 && p.camera_tex1 == 0);
     }
 
     // A degenerate view publishes NaN axes and nothing fails.
@@ -275,20 +271,14 @@ TEST_F(Cameras, SettersGettersAndTheUpdateFlag)
     EXPECT_EQ(pt->accumFrames(), 1u) << "without the flag nothing is published";
     EXPECT_EQ(pt->states()[0].params.focus_distance, 9.0f);
     EXPECT_TRUE(ApiSetCameraFocus(h, id, 5, true));
-    EXPECT_EQ(pt->accumFrames(), 0u);
-    EXPECT_EQ(pt->states()[1].params.focus_distance, 5.0f);
+    EXPECT_TRUE(pt->accumFrames() == 0 && pt->states()[1].params.focus_distance == 5.0f);
     EXPECT_NEAR(pt->states()[0].params.U.x, std::tan(M_PI / 6) * 5 * 4 / 3 / 2, 1e-5f)
         << "fov 60, rxy 2, 4:3 at distance 5";
 
-    // A drag of 400 half-degrees from level stops short of the pole; host
-    // values need no care.
-    EXPECT_TRUE(ApiSetCameraEye(h, id, {0, 0, 4}, false));
-    EXPECT_TRUE(ApiSetCameraTarget(h, id, {0, 0, 0}, false));
-    EXPECT_TRUE(ApiRotateCameraEye(h, id, 0.9f, 400.7f, true)); // truncated: 0 and 400
+    // Drags are truncated to whole pixels, and host values need no care.
+    EXPECT_TRUE(ApiRotateCameraEye(h, id, 0.9f, 400.7f, true) &&
+                ApiRotateCameraEye(h, id, NAN, INFINITY, true));
     EXPECT_FLOAT_EQ(pt->trackball().latitude(), 1.553343f);
-    EXPECT_TRUE(ApiRotateCameraEye(h, id, NAN, INFINITY, true));
-    EXPECT_TRUE(ApiGetCameraEye(h, id, &out));
-    EXPECT_TRUE(out.x == 0.0f && out.y > 3.99f && out.z > 0.0f) << "still short of the pole";
 }
 
 TEST_F(Cameras, CameraTexturesReachEveryDeviceAndFollowARecreatedTexture)
@@ -298,10 +288,8 @@ TEST_F(Cameras, CameraTexturesReachEveryDeviceAndFollowARecreatedTexture)
     ASSERT_NE(tex, 0u);
     const unsigned id = camera(kCamera, {0, tex});
     ASSERT_TRUE(ApiSetCurrentCamera(h, id, nullptr));
-    for (const PathTracerState& s : pt->states()) {
-        EXPECT_EQ(s.params.camera_tex0, 0u);
-        EXPECT_EQ(s.params.camera_tex1, s.textures.at(tex).sampler());
-    }
+    for (const PathTracerState& s : pt->states())
+        EXPECT_TRUE(s.params.camera_tex0 == 0 && s.params.camera_tex1 == s.textures.at(tex).sampler());
     const unsigned long long before = pt->states()[0].params.camera_tex1;
     ASSERT_TRUE(ApiUpdateTexture(h, tex, 8, 8, pixels.data(), nullptr));
     for (const PathTracerState& s : pt->states())
@@ -328,16 +316,10 @@ TEST_F(Cameras, LightsAreMirroredAtTheNextLaunchAndReallocatedOnlyForANewCount)
             std::vector<LightData> out(n);
             cudaSetDevice(s.device_idx);
             cudaMemcpy(out.data(), s.params.lights, n * sizeof(LightData), cudaMemcpyDeviceToHost);
-            EXPECT_EQ(s.params.num_lights, n);
-            EXPECT_EQ(std::memcmp(out.data(), from, n * sizeof(LightData)), 0);
-            EXPECT_EQ(sim::records().launches.at(size_t(s.device_idx)).params.lights, s.params.lights);
+            EXPECT_TRUE(s.params.num_lights == n &&
+                        std::memcmp(out.data(), from, n * sizeof(LightData)) == 0 &&
+                        sim::records().launches.at(size_t(s.device_idx)).params.lights == s.params.lights);
         }
-    };
-    auto journalHas = [](const std::string& text) {
-        size_t n = 0;
-        for (const std::string& line : sim::journal())
-            n += line.find(text) != std::string::npos;
-        return n;
     };
     auto launch = [&] {
         sim::clearRecords();
@@ -356,8 +338,8 @@ TEST_F(Cameras, LightsAreMirroredAtTheNextLaunchAndReallocatedOnlyForANewCount)
     EXPECT_TRUE(ApiSetupLights(h, lights + 1, 3));
     EXPECT_EQ(pt->accumFrames(), 0u);
     EXPECT_EQ(launch(), 0);
-    EXPECT_EQ(journalHas("cudaMalloc "), 0u);
-    EXPECT_EQ(journalHas("cudaMemcpyAsync bytes=240 "), 2u);
+    EXPECT_EQ(journalCount("cudaMalloc "), 0u);
+    EXPECT_EQ(journalCount("cudaMemcpyAsync bytes=240 "), 2u);
     EXPECT_EQ(pt->states()[1].params.lights, array);
     expectLights(3, lights + 1);
 
@@ -365,8 +347,8 @@ TEST_F(Cameras, LightsAreMirroredAtTheNextLaunchAndReallocatedOnlyForANewCount)
     sim::clearJournal();
     EXPECT_TRUE(ApiSetupLights(h, lights, 4));
     EXPECT_EQ(launch(), 0);
-    EXPECT_EQ(journalHas("cudaFree "), 2u);
-    EXPECT_EQ(journalHas("cudaMalloc device=0 bytes=320 ") + journalHas("cudaMalloc device=1 bytes=320 "), 2u);
+    EXPECT_EQ(journalCount("cudaFree "), 2u);
+    EXPECT_EQ(journalCount("cudaMalloc device=0 bytes=320 ") + journalCount("cudaMalloc device=1 bytes=320 "), 2u);
     expectLights(4, lights);
 
     // None: the arrays go and nothing is copied.
@@ -375,9 +357,8 @@ TEST_F(Cameras, LightsAreMirroredAtTheNextLaunchAndReallocatedOnlyForANewCount)
     EXPECT_TRUE(ApiSetupLights(h, nullptr, 0));
     EXPECT_FALSE(ApiSetupLights(h, nullptr, 2)) << "lights must not be null";
     EXPECT_EQ(launch(), 0);
-    EXPECT_EQ(sim::counts().deviceAllocations, allocations - 2);
-    EXPECT_EQ(journalHas("bytes=0 "), 0u);
-    EXPECT_TRUE(pt->states()[0].params.lights == nullptr && pt->states()[1].params.num_lights == 0);
+    EXPECT_TRUE(sim::counts().deviceAllocations == allocations - 2 && journalCount("bytes=0 ") == 0 &&
+                pt->states()[0].params.lights == nullptr && pt->states()[1].params.num_lights == 0);
 
     // A failed allocation leaves no lights and is retried at the next launch.
     EXPECT_TRUE(ApiSetupLights(h, lights, 2));

@@ -36,20 +36,16 @@ TEST(Tiles, BandsOfTilesSharedOutDiagonally)
     // One device of width 20: three tiles a band, the last reaching x = 23.
     const auto one = samples(0, 1, 20, 2 * 3 * 64);
     EXPECT_EQ(tileColumns(one, 0, 192), (std::set<int>{0, 1, 2}));
-    EXPECT_EQ(one[9].x, 1);
-    EXPECT_EQ(one[9].y, 1);
-    EXPECT_EQ(one[191].x, 23);
-    EXPECT_EQ(one[191].y, 7);
-    EXPECT_EQ(one[192].x, 0);
-    EXPECT_EQ(one[192].y, 8) << "the next band";
+    EXPECT_TRUE(one[9].x == 1 && one[9].y == 1 && one[191].x == 23 && one[191].y == 7);
+    EXPECT_TRUE(one[192].x == 0 && one[192].y == 8) << "the next band";
 
     // Devices 0 and 1, width 32: two tiles a band each, slots swapping by band.
     const auto d0 = samples(0, 2, 32, 2 * 2 * 64);
     const auto d1 = samples(1, 2, 32, 2 * 2 * 64);
-    EXPECT_EQ(tileColumns(d0, 0, 128), (std::set<int>{0, 2}));
-    EXPECT_EQ(tileColumns(d0, 128, 128), (std::set<int>{1, 3}));
-    EXPECT_EQ(tileColumns(d1, 0, 128), (std::set<int>{1, 3}));
-    EXPECT_EQ(tileColumns(d1, 128, 128), (std::set<int>{0, 2}));
+    EXPECT_TRUE(tileColumns(d0, 0, 128) == (std::set<int>{0, 2}) &&
+                tileColumns(d0, 128, 128) == (std::set<int>{1, 3}) &&
+                tileColumns(d1, 0, 128) == (std::set<int>{1, 3}) &&
+                tileColumns(d1, 128, 128) == (std::set<int>{0, 2}));
     // Width 20 on two devices still gives each two tiles a band.
     EXPECT_EQ(samples(0, 2, 20, 129)[128].y, 8);
 
@@ -66,9 +62,8 @@ TEST(ReadbackConversion, ScalesAreKeptToTheBit)
         std::memcpy(&u, &f, 4);
         return u;
     };
-    EXPECT_EQ(bits(kScaleRgba8), 0x437FFD71u);
-    EXPECT_EQ(bits(kScaleBgra8), 0x437FFFBEu);
-    EXPECT_EQ(bits(kScale16), 0x477FFFFDu);
+    EXPECT_TRUE(bits(kScaleRgba8) == 0x437FFD71u && bits(kScaleBgra8) == 0x437FFFBEu &&
+                bits(kScale16) == 0x477FFFFDu);
 }
 
 class OutputBuffer : public t7test::BooksAtZero {
@@ -118,8 +113,7 @@ TEST_F(OutputBuffer, FailuresLeaveItEmptyAndItsDestructorReportsOnStandardError)
                   "argument' (CUDAOutputBuffer.h:",
                   0),
               0u);
-    EXPECT_EQ(failing.width(), 0);
-    EXPECT_EQ(sim::counts().pinnedAllocations, 0u);
+    EXPECT_TRUE(failing.width() == 0 && sim::counts().pinnedAllocations == 0u);
 
     auto* b = new CUDAOutputBuffer<float4>(kOutputZeroCopy, 0, stream);
     b->resize(2, 2);
@@ -200,8 +194,7 @@ TEST(SampleBuffers, EachFallsBackToMappedHostMemoryAndFailsOnlyWhenThatFailsToo)
     });
     sim::setDeviceMemoryLimit(0, size_t(1) << 30);
     pt->resize(1920, 1080); // frees the mapped block, back on the device
-    EXPECT_EQ(state.h_sample_indices, nullptr);
-    EXPECT_EQ(state.num_samples, 240 * 135 * 64);
+    EXPECT_TRUE(state.h_sample_indices == nullptr && state.num_samples == 240 * 135 * 64);
     pt.reset();
     t7test::expectBooksAtZero();
 }

@@ -116,10 +116,9 @@ TEST_F(ProgramFiles, ASuccessIsNeverRefreshedButAnotherSpellingRereads)
     EXPECT_EQ(text, "old");
     EXPECT_EQ(log, nullptr);
     write("cuda/c.ptx", "new");
-    EXPECT_EQ(load("c.ptx"), "old");
-    EXPECT_EQ(load("c.cu"), "new");
-    EXPECT_EQ(g_ptxSourceCache.map.count("c.ptx;"), 1u);
-    EXPECT_EQ(g_ptxSourceCache.map.count("c.cu;"), 1u);
+    EXPECT_TRUE(load("c.ptx") == "old" && load("c.cu") == "new" &&
+                g_ptxSourceCache.map.count("c.ptx;") == 1u &&
+                g_ptxSourceCache.map.count("c.cu;") == 1u);
 }
 
 TEST_F(ProgramFiles, CompileToPtxLoadsAheadAndReports)
@@ -172,13 +171,11 @@ TEST_F(ProgramFiles, DirectoryHelpers)
 
 TEST(RemoveExtension, StripsOnlyProgramExtensionsOfLongerNames)
 {
-    EXPECT_EQ(removeExtension("a.cu"), "a");
-    EXPECT_EQ(removeExtension("a.ir"), "a");
-    EXPECT_EQ(removeExtension("a.ptx"), "a");
-    EXPECT_EQ(removeExtension(".cu"), ".cu");
-    EXPECT_EQ(removeExtension(".ptx"), ".ptx");
-    EXPECT_EQ(removeExtension("a.txt"), "a.txt");
-    EXPECT_EQ(removeExtension("dir.v2/prog.cu"), "dir.v2/prog");
+    const std::pair<const char*, const char*> cases[] = {
+        {"a.cu", "a"}, {"a.ir", "a"}, {"a.ptx", "a"}, {".cu", ".cu"}, {".ptx", ".ptx"},
+        {"a.txt", "a.txt"}, {"dir.v2/prog.cu", "dir.v2/prog"}};
+    for (const auto& c : cases)
+        EXPECT_EQ(removeExtension(c.first), c.second);
 }
 
 } // namespace
