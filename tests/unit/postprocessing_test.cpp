@@ -51,6 +51,18 @@ protected:
     PathTracer* pt = nullptr;
 };
 
+// A denoiser of `model` asking for `guides` and acting from `start`, with gamma
+// 1 and scale 1; the simulated device's records and journal start afresh.
+void addDenoiser(unsigned handle, postprocAlgorithm model, OptixDenoiserInputKind guides,
+                 unsigned start)
+{
+    ApiSetPostprocDenoiser(handle, guides, 0.0f, start);
+    ApiSetPostprocGamma(handle, 1.0f, 1.0f);
+    ApiAddPostprocessing(handle, model);
+    sim::clearRecords();
+    sim::clearJournal();
+}
+
 bool same(float4 a, float4 b)
 {
     auto eq = [](float x, float y) { return x == y || (std::isnan(x) && std::isnan(y)); };
@@ -195,11 +207,7 @@ TEST_F(Postproc, StageTexturesRestartAccumulationAndSettingsDoNot)
 // image and the guides (in + 10 albedo + 100 normal).
 TEST_F(Postproc, TheDenoiserActsFromItsStartWithItsGuides)
 {
-    ApiSetPostprocDenoiser(h, OPTIX_DENOISER_INPUT_RGB_ALBEDO_NORMAL, 0.0f, 3);
-    ApiSetPostprocGamma(h, 1.0f, 1.0f);
-    ApiAddPostprocessing(h, POSTPROC_DENOISER_HDR);
-    sim::clearRecords();
-    sim::clearJournal();
+    addDenoiser(h, POSTPROC_DENOISER_HDR, OPTIX_DENOISER_INPUT_RGB_ALBEDO_NORMAL, 3);
     for (unsigned frame = 1; frame <= 3; ++frame) {
         EXPECT_EQ(ApiLaunch(h, 1, 10, nullptr), 0);
         EXPECT_EQ(calls("Invoke").size(), frame == 3 ? 1u : 0u) << frame;
@@ -241,11 +249,7 @@ TEST_F(Postproc, TheDenoiserActsFromItsStartWithItsGuides)
 
 TEST_F(Postproc, UpscalingTracesAtHalfSizeAndLdrAlwaysCorrectsGamma)
 {
-    ApiSetPostprocDenoiser(h, OPTIX_DENOISER_INPUT_RGB, 0.0f, 2);
-    ApiSetPostprocGamma(h, 1.0f, 1.0f);
-    ApiAddPostprocessing(h, POSTPROC_DENOISER_UP2);
-    sim::clearRecords();
-    sim::clearJournal();
+    addDenoiser(h, POSTPROC_DENOISER_UP2, OPTIX_DENOISER_INPUT_RGB, 2);
     EXPECT_EQ(ApiLaunch(h, 1, 10, nullptr), 0);
     EXPECT_EQ(sim::records().launches.at(0).params.width, 32u) << "half the output width";
     // Before the start: the gathered image doubled, pixel by pixel.
@@ -262,18 +266,14 @@ TEST_F(Postproc, UpscalingTracesAtHalfSizeAndLdrAlwaysCorrectsGamma)
     // A normal image without albedo gives no guides; LDR runs gamma always.
     const Created other = create();
     ASSERT_TRUE(ApiSetSaveNormalsState(other.handle, true));
-    ApiSetPostprocGamma(other.handle, 1.0f, 1.0f);
-    ApiSetPostprocDenoiser(other.handle, OPTIX_DENOISER_INPUT_RGB, 0.0f, 10);
-    ApiAddPostprocessing(other.handle, POSTPROC_DENOISER_LDR);
     readyToLaunch(other.handle);
-    sim::clearRecords();
-    sim::clearJournal();
+    addDenoiser(other.handle, POSTPROC_DENOISER_LDR, OPTIX_DENOISER_INPUT_RGB, 10);
     EXPECT_EQ(ApiLaunch(other.handle, 10, 20, nullptr), 0);
     EXPECT_EQ(journalCount("kernel postprocessingGamma "), 0u) << "active: gamma is in the input";
-    EXPECT_TRUE(journalCount("kernel postprocessingGammaDenoiser ") == 1u &&
-                calls("Create").at(0).options.guideNormal == 0u &&
-                ApiClearAccumulation(other.handle) &&
-                ApiLaunch(other.handle, 1, 20, nullptr) == 0);
+    EXPECT_TRUE(journalCount("kernel postprocessingGammaDenoiser ") == 1 &&
+                calls("Create").at(0).options.guideNormal == 0);
+    EXPECT_TRUE(ApiClearAccumulation(other.handle));
+    EXPECT_EQ(ApiLaunch(other.handle, 1, 20, nullptr), 0);
     EXPECT_EQ(journalCount("kernel postprocessingGamma "), 1u) << "inactive";
     EXPECT_TRUE(ApiDestroyPathTracer(other.handle, nullptr));
 }
