@@ -67,14 +67,6 @@ void PathTracer::applyVariables(const ShaderVariables& v)
     m_postprocParams.denoiserBlend = v.denoiser_blend;
     m_postprocParams.denoiserStart = v.denoiser_start;
     m_accumFrames = 0;
-    if (!hasDenoiser())
-        return;
-    // Other guides for the denoiser: the guide images follow on every device.
-    if (m_activeDenoiserKind != unsigned(v.denoiser_kind)) {
-        m_activeDenoiserKind = unsigned(v.denoiser_kind);
-        applySize(m_width, m_height);
-    }
-    resizeDenoiserBuffers();
 }
 
 void PathTracer::setVariables(const VariableMap<int>& ints, const VariableMap<unsigned>& uints,
@@ -105,6 +97,23 @@ void PathTracer::updateVariables(const VariableMap<int>& ints, const VariableMap
                                  const VariableMap<float3>& float3s)
 {
     applyVariables(readVariables(m_variables, ints, uints, uint2s, floats, float2s, float3s));
+    if (!hasDenoiser())
+        return;
+    // A guide kind named here is the denoiser's at once; the guide images
+    // follow on every device, or everything stays as it was.
+    auto kind = ints.find("denoiser_kind");
+    if (kind != ints.end() && unsigned(kind->second) != m_activeDenoiserKind) {
+        const unsigned before = m_activeDenoiserKind;
+        m_activeDenoiserKind = unsigned(kind->second);
+        try {
+            applySize(m_width, m_height);
+        } catch (...) {
+            m_activeDenoiserKind = before;
+            restoreSize(m_width, m_height);
+            throw;
+        }
+    }
+    resizeDenoiserBuffers();
 }
 
 void PathTracer::setPostprocGamma(float gamma, float scale)

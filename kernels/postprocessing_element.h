@@ -153,10 +153,14 @@ T7_HOST_DEVICE inline void filterFirefliesElement(unsigned i, const float4* src,
     dst[i] = t7_scale4(c, f);
 }
 
-// Nearest neighbour: output pixel (row, col) of a w-wide image takes source
-// pixel (row / 2, col / 2) of the (w / 2)-wide one.
-T7_HOST_DEVICE inline void upscale2xElement(unsigned i, const float4* src, float4* dst, unsigned w)
+// Nearest neighbour: output pixel (row, col) of a w x h image takes source
+// pixel (row / 2, col / 2) of the (w / 2) x (h / 2) one; an odd last row or
+// column repeats the source's last.
+T7_HOST_DEVICE inline void upscale2xElement(unsigned i, const float4* src, float4* dst, unsigned w,
+                                            unsigned h)
 {
     const unsigned row = i / w, col = i - row * w;
-    dst[i] = src[(row >> 1) * (w >> 1) + (col >> 1)];
+    const unsigned r = row >> 1 < (h >> 1) ? row >> 1 : (h >> 1) - 1;
+    const unsigned c = col >> 1 < (w >> 1) ? col >> 1 : (w >> 1) - 1;
+    dst[i] = src[r * (w >> 1) + c];
 }

@@ -27,7 +27,7 @@
       (const float4* src, float4* dst, float e, float scale), (src, dst, e, scale))         \
     K(filterFirefliesDenoiser, filterFirefliesElement,                                      \
       (const float4* src, float4* dst, unsigned w, unsigned h), (src, dst, w, h))           \
-    K(upscale2x, upscale2xElement, (const float4* src, float4* dst, unsigned w),            \
-      (src, dst, w))
+    K(upscale2x, upscale2xElement, (const float4* src, float4* dst, unsigned w, unsigned h),\
+      (src, dst, w, h))
 
 T7_POSTPROCESSING_KERNELS(T7_DECLARE_LAUNCHER)

@@ -116,35 +116,49 @@ void Denoiser::prep(OptixDenoiserOptions& options, int width, int height, cudaSt
     const bool resized = unsigned(width) != m_width || unsigned(height) != m_height;
     if (!recreate && !resized)
         return;
+    CUdeviceptr* releasing = nullptr; // an address whose release may have failed
+    bool destroying = false;
     try {
         if (recreate && m_denoiser) {
+            destroying = true;
             OPTIX_CHECK(optixDenoiserDestroy(m_denoiser));
             m_denoiser = nullptr;
+            destroying = false;
         }
         m_options = options;
         // clang-format off
         if (resized) {
             m_width = unsigned(width);
             m_height = unsigned(height);
+            releasing = &m_buffer;
             CUDA_CHECK(cudaFree(m_buffer));
             m_buffer = 0;
+            releasing = nullptr;
             CUDA_CHECK(cudaMalloc(reinterpret_cast<void**>(&m_buffer), sizeof(float4) * (m_width / m_div) * (m_height / m_div)));
         }
         if (recreate)
             OPTIX_CHECK(optixDenoiserCreate(m_context, m_model_kind, &m_options, &m_denoiser));
         m_sizesDenoiser = {};
         OPTIX_CHECK(optixDenoiserComputeMemoryResources(m_denoiser, m_width / m_div, m_height / m_div, &m_sizesDenoiser));
+        releasing = &m_d_stateDenoiser;
         if (m_d_stateDenoiser)
             CUDA_CHECK((cudaError)cuMemFree(m_d_stateDenoiser));
         m_d_stateDenoiser = 0;
+        releasing = nullptr;
         CUDA_CHECK((cudaError)cuMemAlloc(&m_d_stateDenoiser, m_sizesDenoiser.stateSizeInBytes));
+        releasing = &m_d_scratchDenoiser;
         if (m_d_scratchDenoiser)
             CUDA_CHECK((cudaError)cuMemFree(m_d_scratchDenoiser));
         m_d_scratchDenoiser = 0;
+        releasing = nullptr;
         CUDA_CHECK((cudaError)cuMemAlloc(&m_d_scratchDenoiser, m_sizesDenoiser.withoutOverlapScratchSizeInBytes));
         OPTIX_CHECK(optixDenoiserSetup(m_denoiser, stream, m_width / m_div, m_height / m_div, m_d_stateDenoiser, m_sizesDenoiser.stateSizeInBytes, m_d_scratchDenoiser, m_sizesDenoiser.withoutOverlapScratchSizeInBytes));
         // clang-format on
     } catch (...) {
+        if (releasing)
+            *releasing = 0; // never released twice
+        if (destroying)
+            m_denoiser = nullptr;
         m_width = m_height = 0; // the next frame prepares everything again
         throw;
     }
@@ -155,8 +169,10 @@ void Denoiser::invoke(float4* image, cudaStream_t stream, const PostprocParams& 
     const int w = int(m_width / m_div), h = int(m_height / m_div);
     std::vector<OptixDenoiserLayer> layers(1);
     setupImage2D(layers[0].input, m_buffer, w, h);
-    setupImage2D(layers[0].output, reinterpret_cast<CUdeviceptr>(image), int(m_width),
-                 int(m_height));
+    // Twice the input: an odd last row or column of the image is left as it is.
+    setupImage2D(layers[0].output, reinterpret_cast<CUdeviceptr>(image), w * int(m_div),
+                 h * int(m_div));
+    layers[0].output.rowStrideInBytes = m_width * sizeof(float4);
     OptixDenoiserGuideLayer guideLayer = {};
     if (m_options.guideAlbedo)
         setupImage2D(guideLayer.albedo, reinterpret_cast<CUdeviceptr>(params.albedo), w, h);
@@ -217,7 +233,7 @@ void Denoiser::apply_up2(float4* image, int width, int height, cudaStream_t stre
                                 reinterpret_cast<float4*>(m_buffer), w / 2, h / 2);
         invoke(image, stream, params);
     } else {
-        upscale2x(w * h, stream, source, image, w);
+        upscale2x(w * h, stream, source, image, w, h);
     }
     gammaAfter(image, width, height, stream, params);
 }

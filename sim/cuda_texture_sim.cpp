@@ -242,7 +242,9 @@ float4 t7_hostTex2D(cudaTextureObject_t object, float u, float v)
         return make_float4(0.0f, 0.0f, 0.0f, 0.0f);
     const sim::TextureObject& t = it->second;
     const float height = float(a->height ? a->height : 1);
-    const float xb = u * float(a->width) - 0.5f, yb = v * height - 0.5f;
+    // Far outside the image every addressing mode has settled; NaN reads as 0.
+    auto bounded = [](float c) { return c == c ? std::fmax(-1e9f, std::fmin(1e9f, c)) : 0.0f; };
+    const float xb = bounded(u * float(a->width) - 0.5f), yb = bounded(v * height - 0.5f);
     const long long i = (long long)std::floor(xb), j = (long long)std::floor(yb);
     const float alpha = std::round((xb - float(i)) * 256.0f) / 256.0f;
     const float beta = std::round((yb - float(j)) * 256.0f) / 256.0f;

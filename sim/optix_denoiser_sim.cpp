@@ -43,15 +43,17 @@ bool holds(CUdeviceptr p, size_t bytes)
     return p && sim::blockHolding(reinterpret_cast<void*>(p), bytes);
 }
 
+// FLOAT4 pixels, rows at least a pixel row apart, inside one live block.
 bool validImage(const OptixImage2D& i)
 {
     return i.format == OPTIX_PIXEL_FORMAT_FLOAT4 && i.pixelStrideInBytes == 16 &&
-           i.rowStrideInBytes == i.width * 16 && holds(i.data, size_t(i.width) * i.height * 16);
+           i.rowStrideInBytes >= i.width * 16 &&
+           holds(i.data, size_t(i.rowStrideInBytes) * (i.height ? i.height - 1 : 0) + i.width * 16);
 }
 
-float4 pixel(const OptixImage2D& i, unsigned x, unsigned y)
+float4& pixel(const OptixImage2D& i, unsigned x, unsigned y)
 {
-    return reinterpret_cast<const float4*>(i.data)[size_t(y) * i.width + x];
+    return reinterpret_cast<float4*>(i.data + size_t(y) * i.rowStrideInBytes)[x];
 }
 
 OptixResult create(OptixDeviceContext context, OptixDenoiserModelKind kind,
@@ -60,7 +62,8 @@ OptixResult create(OptixDeviceContext context, OptixDenoiserModelKind kind,
     std::lock_guard<std::mutex> guard(lock());
     SIM_OPTIX_INJECT("optixDenoiserCreate");
     const int device = sim::contextDevice(context);
-    // The library makes the LDR, HDR and 2x upscaling models only.
+    // Any model is taken: the library refuses all but LDR, HDR and 2x
+    // upscaling before it asks, and invoke knows upscaling by its kind.
     if (device < 0 || !options || !handle)
         return OPTIX_ERROR_INVALID_VALUE;
     auto* d = new Denoiser{device, kind, *options};
@@ -163,8 +166,7 @@ OptixResult invoke(OptixDenoiser handle, CUstream, const OptixDenoiserParams* pa
             auto mix = [&](float cc, float aa, float nn) {
                 return b * cc + (1 - b) * (cc + 10 * aa + 100 * nn);
             };
-            reinterpret_cast<float4*>(out.data)[size_t(y) * out.width + x] =
-                make_float4(mix(c.x, a.x, n.x), mix(c.y, a.y, n.y), mix(c.z, a.z, n.z), c.w);
+            pixel(out, x, y) = make_float4(mix(c.x, a.x, n.x), mix(c.y, a.y, n.y), mix(c.z, a.z, n.z), c.w);
         }
     sim::DenoiserRecord r = record("Invoke", *d, in.width, in.height);
     r.params = *params;

@@ -237,8 +237,8 @@ void checkPostprocessing(cudaStream_t stream)
     run("postprocessingLevels", true,
         [&](float4* s, float4*) { postprocessingLevels(kCount, stream, s, low, range, inv); },
         [&](unsigned i, float4* s, float4*) { levelsElement(i, s, low, range, inv); });
-    run("upscale2x", true, [&](float4* s, float4* d) { upscale2x(kCount, stream, s, d, w); },
-        [&](unsigned i, float4* s, float4* d) { upscale2xElement(i, s, d, w); });
+    run("upscale2x", true, [&](float4* s, float4* d) { upscale2x(kCount, stream, s, d, w, h); },
+        [&](unsigned i, float4* s, float4* d) { upscale2xElement(i, s, d, w, h); });
     run("postprocessingGamma", false,
         [&](float4* s, float4*) { postprocessingGamma(kCount, stream, s, e, scale); },
         [&](unsigned i, float4* s, float4*) { gammaElement(i, s, e, scale); });

@@ -245,6 +245,13 @@ TEST_F(Postproc, TheDenoiserActsFromItsStartWithItsGuides)
     EXPECT_EQ(calls("Destroy").size(), 1u);
     EXPECT_TRUE(calls("Create").at(0).options.guideAlbedo == 1 &&
                 calls("Create").at(0).options.guideNormal == 0);
+    // A requested kind waits for the next denoiser, or a kind named in an update.
+    ApiSetPostprocDenoiser(h, OPTIX_DENOISER_INPUT_RGB_ALBEDO_NORMAL, 0.0f, 3);
+    ASSERT_TRUE(ApiUpdateVariables(h, nullptr, nullptr, 0, nullptr, nullptr, 0, nullptr, nullptr, 0,
+                                   nullptr, nullptr, 0, nullptr, nullptr, 0, nullptr, nullptr, 0));
+    for (int i = 0; i < 3; ++i)
+        EXPECT_EQ(ApiLaunch(h, 1, 10, nullptr), 0);
+    EXPECT_EQ(calls("Destroy").size(), 1u) << "the same guides";
 }
 
 TEST_F(Postproc, UpscalingTracesAtHalfSizeAndLdrAlwaysCorrectsGamma)
@@ -262,6 +269,15 @@ TEST_F(Postproc, UpscalingTracesAtHalfSizeAndLdrAlwaysCorrectsGamma)
     EXPECT_TRUE(invoke.width == 32 && invoke.height == 24 && invoke.layer.output.width == 64);
     EXPECT_TRUE(invoke.guide.albedo.data == 0 && invoke.guide.normal.data == 0) << "kind 1";
     EXPECT_EQ(journalCount("kernel postprocessingGamma "), 0u);
+    // An odd output size: the last row and column repeat the source's last
+    // before the start, and the denoiser fills the even part after it.
+    ASSERT_TRUE(ApiResize(h, 63, 47, nullptr));
+    EXPECT_EQ(ApiLaunch(h, 1, 10, nullptr), 0);
+    up = raw();
+    EXPECT_TRUE(same(up[46 * 63 + 62], up[45 * 63 + 61]) && up[46 * 63 + 62].x == 30.0f);
+    EXPECT_EQ(ApiLaunch(h, 1, 10, nullptr), 0);
+    const OptixImage2D out = calls("Invoke").back().layer.output;
+    EXPECT_TRUE(out.width == 62 && out.height == 46 && out.rowStrideInBytes == 63 * 16);
 
     // A normal image without albedo gives no guides; LDR runs gamma always.
     const Created other = create();
