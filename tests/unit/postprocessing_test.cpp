@@ -129,6 +129,9 @@ TEST_F(Postproc, TheDenoisersHelperKernels)
     EXPECT_TRUE(same(dst[0], make_float4(0.5f, 0.5f, 0.5f, 0.1f))) << "corner: 3 / (30 x 2)";
     EXPECT_TRUE(same(dst[4], hot)) << "the warm neighbour below";
     EXPECT_TRUE(same(dst[1], dim) && same(dst[7], warm));
+    src = {dim, hot, dim}; // an edge: two neighbours
+    filterFirefliesDenoiser(3, nullptr, src.data(), dst.data(), 3, 1);
+    EXPECT_TRUE(same(dst[1], make_float4(0.5f, 0.5f, 0.5f, 0.1f)));
     // A NaN sum above leaves a pixel alone; a NaN sum beside it does not.
     const float4 bad = {NAN, 0, 0, 0};
     src = {bad, dim, hot, dim};
@@ -287,7 +290,8 @@ TEST_F(Postproc, UpscalingTracesAtHalfSizeAndLdrAlwaysCorrectsGamma)
     EXPECT_EQ(ApiLaunch(other.handle, 10, 20, nullptr), 0);
     EXPECT_EQ(journalCount("kernel postprocessingGamma "), 0u) << "active: gamma is in the input";
     EXPECT_TRUE(journalCount("kernel postprocessingGammaDenoiser ") == 1 &&
-                calls("Create").at(0).options.guideNormal == 0);
+                calls("Create").at(0).options.guideNormal == 0 &&
+                calls("Create").at(0).options.guideAlbedo == 0);
     EXPECT_TRUE(ApiClearAccumulation(other.handle));
     EXPECT_EQ(ApiLaunch(other.handle, 1, 20, nullptr), 0);
     EXPECT_EQ(journalCount("kernel postprocessingGamma "), 1u) << "inactive";
