@@ -44,6 +44,14 @@ bool check(bool ok, const std::string& what)
     return ok;
 }
 
+// CTest runs these checks on the simulated device too, which names itself so.
+bool simulatedDevice()
+{
+    cudaDeviceProp prop = {};
+    return cudaGetDeviceProperties(&prop, 0) == cudaSuccess &&
+           std::strncmp(prop.name, "Simulated", 9) == 0;
+}
+
 // Runs the body of a check; an exception fails it with its text.
 template <typename F> void guarded(const std::string& name, F&& body)
 {
@@ -184,7 +192,16 @@ void checkFrames(const std::vector<unsigned>& devices)
     const unsigned W = 96, H = 40;
     guarded(name, [&] {
         PathTracer pt(W, H, READBACK_RGBA8, {}, {}, {}, {}, {}, {}, devices, 0);
-        pt.setCameraProgram("dummy7_camera.cu::__raygen__dummy");
+        // Two cameras of the placeholder program, and three lights.
+        const std::string program = "dummy7_camera.cu::__raygen__dummy";
+        const unsigned cameras[] = {
+            pt.setupCamera(program, {0, 0, 5}, {}, {0, 1, 0}, 60, 1, {}, 0.1f, 0.2f, 0.3f, 0.4f, 0.5f, 0, false, {}),
+            pt.setupCamera(program, {3, 1, 2}, {0, 1, 0}, {0, 1, 0}, 30, 2, {1, 2}, 0, 0, 0, 0, 0, 0, true, {})};
+        LightData lights[3];
+        for (unsigned i = 0; i < 60; ++i)
+            lights[i / 20].raw.u[i % 20] = i * 7;
+        pt.setupLights(lights, 3);
+        pt.setCurrentCamera(cameras[0], nullptr);
         pt.setMissProgram("dummy7_miss.cu::__miss__dummy");
         pt.setSaveAlbedoState(true);
         pt.setSaveNormalsState(true);
@@ -225,51 +242,22 @@ void checkFrames(const std::vector<unsigned>& devices)
             formats = formats && pt.getOutputBuffer2(mode) != nullptr;
         check(formats && cudaGetLastError() == cudaSuccess,
               name + ": every other format converts on demand");
-    });
-}
 
-// Two cameras of the placeholder program and three lights: what each device
-// reads at a launch (its launch-parameter block and the light array, copied
-// back) is what the host published, and switching cameras of one program
-// keeps the pipeline and the image's rule.
-void checkCameras(const std::vector<unsigned>& devices)
-{
-    const std::string name = devices.size() == 1 ? "cameras on {0}" : "cameras on {0, 0}";
-    guarded(name, [&] {
-        PathTracer pt(64, 48, READBACK_RGBA8, {}, {}, {}, {}, {}, {}, devices, 0);
-        pt.setMissProgram("dummy7_miss.cu::__miss__dummy");
-        const std::string program = "dummy7_camera.cu::__raygen__dummy";
-        const unsigned a = pt.setupCamera(program, {0, 0, 5}, {0, 0, 0}, {0, 1, 0}, 60, 1, {}, 0.1f,
-                                          0.2f, 0.3f, 0.4f, 0.5f, 0, false, {});
-        const unsigned b = pt.setupCamera(program, {3, 1, 2}, {0, 1, 0}, {0, 1, 0}, 30, 2, {1, 2},
-                                          0, 0, 0, 0, 0, 0, true, {});
-        LightData lights[3];
-        for (unsigned i = 0; i < 60; ++i)
-            lights[i / 20].raw.u[i % 20] = i * 7;
-        pt.setupLights(lights, 3);
-        bool published = true;
-        for (unsigned camera : {a, b}) {
-            pt.setCurrentCamera(camera, nullptr);
-            const bool relink = pt.pipelineDirty();
-            pt.launch(1, 10);
-            published = published && (camera == a || !relink);
-            for (const PathTracerState& s : pt.states()) {
-                Params onDevice;
-                LightData read[3];
-                CUDA_CHECK(cudaSetDevice(s.device_idx));
-                CUDA_CHECK(cudaMemcpy(&onDevice, reinterpret_cast<void*>(s.d_params), sizeof onDevice, cudaMemcpyDeviceToHost));
-                CUDA_CHECK(cudaMemcpy(read, s.params.lights, sizeof read, cudaMemcpyDeviceToHost));
-                published = published &&
-                            std::memcmp(&onDevice.eye, &s.params.eye,
-                                        offsetof(Params, camera_tex1) + 8 - offsetof(Params, eye)) == 0 &&
-                            onDevice.num_lights == 3 && std::memcmp(read, lights, sizeof read) == 0;
-            }
-            // Pixel (1, 33), rendered on {0, 0} too, keeps the placeholder's value.
-            const float4 p = pt.outputImage().getHostPointer()[(47 - 33) * 64 + 1];
-            published = published && p.x == 1.0f && p.y == 33.0f;
+        // The other camera: same program, so the same pipeline. What each
+        // device reads at the launch is what the host published.
+        pt.setCurrentCamera(cameras[1], nullptr);
+        bool published = !pt.pipelineDirty() && pt.launch(1, 10) == 0;
+        for (const PathTracerState& s : pt.states()) {
+            Params onDevice;
+            LightData read[3];
+            CUDA_CHECK(cudaSetDevice(s.device_idx));
+            CUDA_CHECK(cudaMemcpy(&onDevice, reinterpret_cast<void*>(s.d_params), sizeof onDevice, cudaMemcpyDeviceToHost));
+            CUDA_CHECK(cudaMemcpy(read, s.params.lights, sizeof read, cudaMemcpyDeviceToHost));
+            published = published && onDevice.num_lights == 3 && std::memcmp(read, lights, sizeof read) == 0 &&
+                        std::memcmp(&onDevice.eye, &s.params.eye, offsetof(Params, camera_tex1) + 8 - offsetof(Params, eye)) == 0;
         }
         check(published && cudaGetLastError() == cudaSuccess,
-              name + ": camera fields and lights as the device reads them; one pipeline for both");
+              name + ": camera fields and lights as the device reads them; one pipeline for both cameras");
     });
 }
 
@@ -301,9 +289,7 @@ void checkDenoiser()
     guarded("denoiser", [&] {
         PathTracer pt(W, H, READBACK_RGBA8, {}, {}, {}, {}, {}, {}, {0}, 0);
         const PathTracerState& s = pt.states()[0];
-        cudaDeviceProp prop = {};
-        CUDA_CHECK(cudaGetDeviceProperties(&prop, 0));
-        const bool simulated = std::strncmp(prop.name, "Simulated", 9) == 0;
+        const bool simulated = simulatedDevice();
         for (const auto& model : models) {
             const unsigned div = model.first == OPTIX_DENOISER_MODEL_KIND_UPSCALE2X ? 2 : 1;
             const unsigned w = W / div, h = H / div;
@@ -348,10 +334,48 @@ void checkDenoiser()
     });
 }
 
+// The product library as a host loads it, with the driver present: it starts,
+// renders two passes through a denoiser (whose driver calls go through the
+// runtime) and hands back the image. Beside the simulated device there is no
+// driver: it loads and finds no device.
+void checkProductLibrary(const char* path, const std::string& programDir, bool simulated)
+{
+    void* lib = dlopen(path, RTLD_NOW | RTLD_LOCAL);
+    if (!check(lib != nullptr, std::string("product library loads") + (lib ? "" : dlerror())))
+        return;
+#define T7_SYMBOL(name) const auto name = reinterpret_cast<decltype(&::name)>(dlsym(lib, #name))
+    T7_SYMBOL(ApiGetDeviceCount); T7_SYMBOL(ApiSetupLibraryDir); T7_SYMBOL(ApiCreatePathTracer);
+    T7_SYMBOL(ApiSetupCamera); T7_SYMBOL(ApiSetCurrentCamera); T7_SYMBOL(ApiSetMissProgram);
+    T7_SYMBOL(ApiSetPostprocDenoiser); T7_SYMBOL(ApiAddPostprocessing); T7_SYMBOL(ApiLaunch);
+    T7_SYMBOL(ApiGetOutputBuffer); T7_SYMBOL(ApiDestroyPathTracer);
+#undef T7_SYMBOL
+    const int devices = ApiGetDeviceCount();
+    if (simulated) {
+        check(devices == -1, "product library: no driver beside the simulated device, no device");
+        return;
+    }
+    ApiSetupLibraryDir(programDir.c_str());
+    char error[1024] = "";
+    const unsigned h = ApiCreatePathTracer(64, 48, READBACK_RGBA8, nullptr, nullptr, 0, nullptr, nullptr, 0, nullptr, nullptr, 0, nullptr, nullptr, 0, nullptr, nullptr, 0, nullptr, nullptr, 0, nullptr, 0, 0, error);
+    const unsigned camera = ApiSetupCamera(h, "dummy7_camera.cu::__raygen__dummy", {0, 0, 1}, {}, {0, 1, 0}, 45, 1, {}, 0, 0, 0, 0, 0, 0, false, nullptr, 0);
+    ApiSetCurrentCamera(h, camera, error);
+    ApiSetMissProgram(h, "dummy7_miss.cu::__miss__dummy", error);
+    ApiSetPostprocDenoiser(h, OPTIX_DENOISER_INPUT_RGB_ALBEDO, 0.0f, 1);
+    ApiAddPostprocessing(h, POSTPROC_DENOISER_HDR);
+    const int launched = ApiLaunch(h, 2, 10, error);
+    void* data = nullptr;
+    unsigned size = 0;
+    const bool image = ApiGetOutputBuffer(h, &data, &size, error) && data && size == 64 * 48 * 4;
+    check(devices >= 1 && h && launched == 0 && image && ApiDestroyPathTracer(h, error),
+          "product library: " + std::to_string(devices) + " device(s), two passes denoised and "
+          "read back (" + error + ")");
+}
+
 } // namespace
 
 int main(int argc, char** argv)
 {
+    // Arguments: the program directory, and the product library to load as a host does.
     const std::string ptxDir = argc > 1 ? argv[1] : "cuda";
     checkOptixDirectly();
     ApiSetupLibraryDir((ptxDir + "/..").c_str());
@@ -360,9 +384,9 @@ int main(int argc, char** argv)
     checkCompile({0, 0});
     checkFrames({0});
     checkFrames({0, 0});
-    checkCameras({0});
-    checkCameras({0, 0});
     checkDenoiser();
+    if (argc > 2)
+        checkProductLibrary(argv[2], ptxDir + "/..", simulatedDevice());
     std::printf("%d passed, %d failed\n", passed, failed);
     return failed ? 1 : 0;
 }

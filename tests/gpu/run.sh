@@ -52,7 +52,7 @@ run_checks() {
         failed=$((failed + 1))
     fi
 }
-run_checks "$build/tests/gpu/trevix7_gpu_checks" "$build/cuda"
+run_checks "$build/tests/gpu/trevix7_gpu_checks" "$build/cuda" "$build/libtrevix7.so"
 run_checks "$build/tests/gpu/trevix7_kernel_checks"
 echo "$passed passed, $failed failed"
 [ "$failed" -eq 0 ]

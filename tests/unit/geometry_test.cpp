@@ -169,8 +169,7 @@ TEST_F(GeometrySlots, UploadsShrinkInPlaceAndGrowIntoFreshMemory)
     ASSERT_TRUE(g.uploadBuffer(geoBufIndices, faces.data(), 1));
     g.m_sbt_dirty = false;
     ASSERT_TRUE(g.uploadBuffer(geoBufIndices, faces.data(), 3));
-    EXPECT_TRUE(g.m_sbt_dirty);
-    EXPECT_EQ(g.data().buffers[2], g.buffers().at(2).ptr());
+    EXPECT_TRUE(g.m_sbt_dirty && g.data().buffers[2] == g.buffers().at(2).ptr());
 }
 
 TEST_F(GeometrySlots, ResizeAndFreeOfTheFirstSlotSetThePrimitiveCount)
@@ -456,8 +455,8 @@ TEST_F(GeometryAccel, MemoryFallBacksAndTheirReports)
 TEST_F(GeometryAccel, CustomPrimitivesBuildFromTheirBoxes)
 {
     GeometryPrimitives g(0, nullptr, 3, geoDummy, 1, "dummy7_isec.cu::__intersection__dummy");
-    EXPECT_EQ(g.intersectionProgram().file, "dummy7_isec.cu");
-    EXPECT_EQ(g.intersectionProgram().function, "__intersection__dummy");
+    EXPECT_TRUE(g.intersectionProgram().file == "dummy7_isec.cu" &&
+                g.intersectionProgram().function == "__intersection__dummy");
     ASSERT_TRUE(g.applyPreprocessing());
     const OptixAabb* box = reinterpret_cast<const OptixAabb*>(g.aabb().ptr());
     EXPECT_TRUE(box->minX == 0.0f && box->maxZ == 0.1f);
