@@ -1,0 +1,126 @@
+// The device programs' sampling and scattering arithmetic, on the host:
+// random numbers, frames, densities that integrate to one, sampling that
+// agrees with evaluation (a furnace by two estimators) and Fresnel.
+
+#include "shaders/bsdf.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+constexpr int kN = 200000;
+
+// A uniform direction on the sphere and its density.
+float3 uniform(unsigned& s)
+{
+    return t7_sampleCone(t7_random(s), t7_random(s), -1.0f);
+}
+constexpr float kUniformPdf = 1.0f / (4.0f * kT7Pi);
+
+float3 at(float degrees)
+{
+    const float t = degrees * kT7Pi / 180.0f;
+    return make_float3(sinf(t), 0.0f, cosf(t));
+}
+
+TEST(Shading, RandomNumbersAndFrames)
+{
+    unsigned s = t7_seed(3, 4, 5);
+    double sum = 0;
+    for (int i = 0; i < kN; ++i) {
+        const float r = t7_random(s);
+        ASSERT_TRUE(r >= 0.0f && r < 1.0f);
+        sum += r;
+    }
+    EXPECT_NEAR(sum / kN, 0.5, 0.005);
+    EXPECT_TRUE(t7_seed(3, 4, 5) != t7_seed(4, 3, 5) && t7_seed(3, 4, 5) != t7_seed(3, 4, 6));
+    for (float3 n : {make_float3(0, 0, 1), make_float3(0, 0, -1), t7_normalize(make_float3(1, -2, 0.3f))}) {
+        float3 t, b;
+        t7_frame(n, t, b);
+        EXPECT_TRUE(fabsf(t7_dot(t, n)) + fabsf(t7_dot(b, n)) + fabsf(t7_dot(t, b)) < 1e-6f &&
+                    fabsf(t7_dot(t7_cross(t, b), n) - 1) < 1e-6f) << "orthonormal, right-handed";
+    }
+}
+
+// Each density, integrated over the sphere (uniform directions), gives the
+// share of its samples that it covers.
+TEST(Shading, DensitiesIntegrateToTheirSamples)
+{
+    const float3 wo = at(60);
+    struct Case {
+        const char* what;
+        float (*pdf)(float3, float3);
+        float3 (*sample)(float3, float, float);
+    };
+    const Case cases[] = {
+        {"cosine", [](float3, float3 w) { return t7_cosinePdf(w); },
+         [](float3, float u1, float u2) { return t7_sampleCosine(u1, u2); }},
+        {"cone", [](float3, float3 w) { return t7_conePdf(w, 0.8f); },
+         [](float3, float u1, float u2) { return t7_sampleCone(u1, u2, 0.8f); }},
+        {"ggx 0.3", [](float3 o, float3 w) { return t7_conductorPdf(0.3f, o, w); },
+         [](float3 o, float u1, float u2) { return t7_conductorSample({1, 1, 1}, 0.3f, o, u1, u2).wi; }},
+        {"ggx 0.8", [](float3 o, float3 w) { return t7_conductorPdf(0.8f, o, w); },
+         [](float3 o, float u1, float u2) { return t7_conductorSample({1, 1, 1}, 0.8f, o, u1, u2).wi; }},
+    };
+    for (const Case& c : cases) {
+        unsigned s = 7;
+        double integral = 0, covered = 0;
+        for (int i = 0; i < kN; ++i) {
+            integral += c.pdf(wo, uniform(s)) / kUniformPdf;
+            covered += c.pdf(wo, c.sample(wo, t7_random(s), t7_random(s))) > 0.0f;
+        }
+        EXPECT_NEAR(integral / kN, covered / kN, 0.02) << c.what;
+        EXPECT_GT(covered / kN, 0.7) << c.what; // rough lobes lose some below the horizon
+    }
+}
+
+// The directional albedo by the sampler's weights and by cosine sampling of
+// the evaluation agree, and never exceed 1 for a white surface.
+TEST(Shading, SamplingAgreesWithEvaluation)
+{
+    const float3 white = {1, 1, 1};
+    for (float alpha : {0.3f, 0.8f})
+        for (float theta : {0.0f, 45.0f, 75.0f}) {
+            const float3 wo = at(theta);
+            unsigned s = 11;
+            double sampled = 0, evaluated = 0;
+            for (int i = 0; i < kN; ++i) {
+                sampled += t7_conductorSample(white, alpha, wo, t7_random(s), t7_random(s)).weight.x;
+                const float3 wi = t7_sampleCosine(t7_random(s), t7_random(s));
+                evaluated += t7_conductorEval(white, alpha, wo, wi).x * wi.z / t7_cosinePdf(wi);
+            }
+            EXPECT_NEAR(sampled / kN, evaluated / kN, 0.02) << alpha << " at " << theta;
+            EXPECT_LE(sampled / kN, 1.0) << alpha << " at " << theta;
+        }
+    unsigned s = 3;
+    const float3 albedo = {0.2f, 0.5f, 0.9f};
+    double evaluated = 0;
+    for (int i = 0; i < kN; ++i) {
+        const float3 wi = uniform(s);
+        evaluated += t7_diffuseEval(albedo, at(30), wi).y * fmaxf(0.0f, wi.z) / kUniformPdf;
+    }
+    EXPECT_NEAR(evaluated / kN, 0.5, 0.01);
+    EXPECT_EQ(t7_diffuseSample(albedo, 0.3f, 0.6f).weight.z, 0.9f);
+}
+
+TEST(Shading, FresnelAndSmoothDielectric)
+{
+    EXPECT_NEAR(t7_fresnelDielectric(1.0f, 1.5f), 0.04f, 1e-6f);
+    EXPECT_EQ(t7_fresnelDielectric(0.5f, 1 / 1.5f), 1.0f) << "total internal reflection";
+    EXPECT_NEAR(t7_fresnelSchlick({0.5f, 0, 1}, 0.0f).y, 1.0f, 1e-6f);
+    const float3 wo = at(40);
+    int reflected = 0;
+    unsigned s = 5;
+    for (int i = 0; i < kN; ++i) {
+        const T7BsdfSample b = t7_dielectricSample(1.5f, wo, t7_random(s));
+        reflected += b.wi.z > 0.0f;
+        if (b.wi.z < 0.0f) { // Snell: sin i = eta sin t, in the plane of incidence
+            ASSERT_NEAR(sinf(40 * kT7Pi / 180), -1.5f * b.wi.x, 1e-5f);
+        }
+    }
+    EXPECT_NEAR(double(reflected) / kN, t7_fresnelDielectric(wo.z, 1.5f), 0.003);
+    const T7BsdfSample out = t7_dielectricSample(1.5f, make_float3(0.6f, 0, -0.8f), 0.99f);
+    EXPECT_NEAR(out.wi.x, -0.9f, 1e-5f) << "leaving the denser side bends away";
+}
+
+} // namespace
