@@ -176,7 +176,8 @@ TREVIX7_STATIC_ASSERT(sizeof(OptixDenoiserInputKind) == 4, "OptixDenoiserInputKi
 
 /* One light, 80 bytes, copied unchanged to the device programs. The meaning
  * of the fields is agreed between the host and its device programs; the
- * library only stores and forwards whole records. */
+ * library only stores and forwards whole records. The project's own
+ * programs read them as trevix7_light (trevix7_programs.h). */
 typedef struct LightData {
     union {
         float f[20];

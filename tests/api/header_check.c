@@ -2,6 +2,7 @@
  * both), with the values and entry-point signatures hosts rely on.
  * Compile-only check. */
 #include "trevix7.h"
+#include "trevix7_programs.h"
 
 #include <stddef.h>
 
@@ -35,7 +36,10 @@ int header_check_touch(void)
     SetCxyFn cxy = &ApiSetCameraCxy;
     DenoiserFn denoiser = &ApiSetPostprocDenoiser;
     LightData light;
+    trevix7_light_record record;
     light.raw.u[19] = 1u;
+    record.light.type = TREVIX7_LIGHT_SPOT;
+    record.light.flags = 0;
     return (create != NULL) + (triangles != NULL) + (faces != NULL) + (cxy != NULL) +
-           (denoiser != NULL) + (int)light.raw.bytes[76];
+           (denoiser != NULL) + (int)light.raw.bytes[76] + (int)record.data.raw.u[0];
 }

@@ -3,6 +3,7 @@
 // agrees with evaluation (a furnace by two estimators) and Fresnel.
 
 #include "shaders/bsdf.h"
+#include "shaders/lights.h"
 
 #include <gtest/gtest.h>
 
@@ -121,6 +122,56 @@ TEST(Shading, FresnelAndSmoothDielectric)
     EXPECT_NEAR(double(reflected) / kN, t7_fresnelDielectric(wo.z, 1.5f), 0.003);
     const T7BsdfSample out = t7_dielectricSample(1.5f, make_float3(0.6f, 0, -0.8f), 0.99f);
     EXPECT_NEAR(out.wi.x, -0.9f, 1e-5f) << "leaving the denser side bends away";
+}
+
+T7Light light(unsigned type, float3 emission, float3 position)
+{
+    T7Light l = {};
+    l.type = type;
+    l.emission = emission;
+    l.position = position;
+    return l;
+}
+
+// The area lights' densities integrate to one over the directions towards
+// them, and say what their sampler does; the delta lights give what arrives.
+TEST(Shading, LightsSampleWhatTheirDensitiesSay)
+{
+    T7Light sphere = light(TREVIX7_LIGHT_SPHERE, {2, 2, 2}, {0, 0, 3});
+    sphere.radius = 1.0f;
+    T7Light quad = light(TREVIX7_LIGHT_PARALLELOGRAM, {1, 1, 1}, {-1, -1, 2});
+    quad.u = {0, 3, 0}; // 3 x 2 at height 2, facing down (u x v is -z)
+    quad.v = {2, 0, 0};
+    const std::pair<T7Light, float3> cases[] = {
+        {sphere, {0, 0, 0}}, {sphere, {0.5f, 0.2f, 3.1f}} /* inside */, {quad, {0.3f, -0.4f, 0}}};
+    for (const auto& c : cases) {
+        unsigned s = 9;
+        double integral = 0;
+        for (int i = 0; i < kN; ++i)
+            integral += t7_lightPdf(c.first, c.second, uniform(s)) / kUniformPdf;
+        EXPECT_NEAR(integral / kN, 1.0, 0.02) << c.first.type;
+        for (int i = 0; i < 1000; ++i) {
+            const T7LightSample l = t7_sampleLight(c.first, c.second, t7_random(s), t7_random(s));
+            ASSERT_NEAR(t7_lightPdf(c.first, c.second, l.wi), l.pdf, 1e-3f * l.pdf) << c.first.type;
+            ASSERT_TRUE(l.radiance.x == c.first.emission.x && l.distance > 0.0f);
+        }
+    }
+    const T7LightSample behind = t7_sampleLight(quad, {0, 0, 5}, 0.5f, 0.5f);
+    EXPECT_TRUE(behind.radiance.x == 0 && behind.pdf == 0 && t7_lightPdf(quad, {0, 0, 5}, {0, 0, -1}) == 0);
+
+    const T7Light point = light(TREVIX7_LIGHT_POINT, {4, 4, 4}, {0, 0, 2});
+    EXPECT_TRUE(t7_sampleLight(point, {0, 0, 0}, 0, 0).radiance.y == 1.0f &&
+                t7_sampleLight(point, {0, 0, 0}, 0, 0).pdf == 0.0f) << "I / d^2, a delta";
+    T7Light spot = light(TREVIX7_LIGHT_SPOT, {4, 4, 4}, {0, 0, 2});
+    spot.direction = {0, 0, -1};
+    spot.cosInner = 0.9f;
+    spot.cosOuter = 0.8f;
+    EXPECT_EQ(t7_sampleLight(spot, {0, 0, 0}, 0, 0).radiance.z, 1.0f) << "on the axis";
+    EXPECT_EQ(t7_sampleLight(spot, {10, 0, 0}, 0, 0).radiance.z, 0.0f) << "outside the cone";
+    T7Light sun = light(TREVIX7_LIGHT_DIRECTIONAL, {3, 3, 3}, {});
+    sun.direction = {0, 0, -2};
+    const T7LightSample l = t7_sampleLight(sun, {1, 2, 3}, 0, 0);
+    EXPECT_TRUE(l.wi.z == 1.0f && l.distance == kT7Far && l.radiance.x == 3.0f);
 }
 
 } // namespace
