@@ -6,6 +6,7 @@
 // is 0 and `radiance` is already what reaches p (a delta), for the sphere
 // and the parallelogram it is the radiance leaving the light.
 
+#include "intersect.h"
 #include "sampling.h"
 #include "api/trevix7_programs.h"
 
@@ -34,34 +35,6 @@ struct T7LightSample {
 };
 
 constexpr float kT7Far = 1e30f;
-
-// The nearest t > tmin of o + t d (d unit) on the sphere, or -1.
-T7_HOST_DEVICE inline float t7_hitSphere(float3 o, float3 d, float3 c, float r, float tmin)
-{
-    const float3 oc = t7_sub(o, c);
-    const float b = t7_dot(oc, d);
-    const float disc = b * b - (t7_dot(oc, oc) - r * r);
-    if (disc < 0.0f)
-        return -1.0f;
-    const float s = sqrtf(disc);
-    return -b - s > tmin ? -b - s : (-b + s > tmin ? -b + s : -1.0f);
-}
-
-// The t > tmin of o + t d on the parallelogram corner + a u + b v (a, b in
-// [0, 1]), or -1.
-T7_HOST_DEVICE inline float t7_hitParallelogram(float3 o, float3 d, float3 corner, float3 u,
-                                                float3 v, float tmin)
-{
-    const float3 n = t7_cross(u, v);
-    const float den = t7_dot(n, d);
-    if (den == 0.0f)
-        return -1.0f;
-    const float t = t7_dot(n, t7_sub(corner, o)) / den;
-    const float3 q = t7_sub(t7_add(o, t7_scale(d, t)), corner);
-    const float nn = t7_dot(n, n);
-    const float a = t7_dot(t7_cross(q, v), n) / nn, b = t7_dot(t7_cross(u, q), n) / nn;
-    return t > tmin && a >= 0.0f && a <= 1.0f && b >= 0.0f && b <= 1.0f ? t : -1.0f;
-}
 
 // The cosine of the cone a sphere subtends from p, or -1 from inside it.
 T7_HOST_DEVICE inline float t7_sphereCosMax(const T7Light& l, float3 p)

@@ -3,6 +3,7 @@
 // agrees with evaluation (a furnace by two estimators) and Fresnel.
 
 #include "shaders/bsdf.h"
+#include "shaders/intersect.h"
 #include "shaders/lights.h"
 
 #include <gtest/gtest.h>
@@ -131,6 +132,66 @@ T7Light light(unsigned type, float3 emission, float3 position)
     l.emission = emission;
     l.position = position;
     return l;
+}
+
+// Each intersection against a march along the ray in steps of 1e-3: random
+// rays from outside and inside, and rays grazing the sphere.
+TEST(Shading, IntersectionsAgreeWithAMarchAlongTheRay)
+{
+    const float3 c = {0.2f, -0.1f, 0.3f}, e0 = {1.0f, 0.2f, 0}, e1 = {0.1f, 0.8f, 0.3f},
+                 e2 = {0, -0.2f, 0.7f};
+    const float r = 0.6f, step = 1e-3f;
+    // Inside each solid (grown by eps), by its own coordinates.
+    auto inBox = [&](float3 x, float eps) {
+        const float3 q = t7_sub(x, c);
+        const float3 n[3] = {t7_cross(e1, e2), t7_cross(e2, e0), t7_cross(e0, e1)};
+        const float3 e[3] = {e0, e1, e2};
+        for (int k = 0; k < 3; ++k) {
+            const float a = t7_dot(q, n[k]) / t7_dot(e[k], n[k]);
+            if (a < -eps || a > 1 + eps)
+                return false;
+        }
+        return true;
+    };
+    auto inSphere = [&](float3 x, float eps) { return t7_length(t7_sub(x, c)) <= r + eps; };
+    // The first change of `inside` along the ray, or -1.
+    auto march = [&](float3 o, float3 d, auto inside) {
+        const bool start = inside(o, 0.0f);
+        for (float t = step; t < 6.0f; t += step)
+            if (inside(t7_add(o, t7_scale(d, t)), 0.0f) != start)
+                return t;
+        return -1.0f;
+    };
+    unsigned s = 21;
+    int hits = 0;
+    for (int i = 0; i < 3000; ++i) {
+        const float3 o = {4 * t7_random(s) - 2, 4 * t7_random(s) - 2, 4 * t7_random(s) - 2};
+        float3 d = uniform(s);
+        if (i % 10 == 0) { // grazing the sphere, just inside or just outside
+            float3 t, b;
+            const float3 toC = t7_normalize(t7_sub(c, o));
+            t7_frame(toC, t, b);
+            const float sinA = fminf(1.0f, r / t7_length(t7_sub(c, o)) * (i % 20 ? 1.001f : 0.999f));
+            d = t7_normalize(t7_add(t7_scale(toC, sqrtf(1 - sinA * sinA)), t7_scale(t, sinA)));
+        }
+        float3 normal;
+        const float got[2] = {t7_hitParallelepiped(o, d, c, e0, e1, e2, 0.0f, normal),
+                              t7_hitSphere(o, d, c, r, 0.0f)};
+        const float want[2] = {march(o, d, inBox), march(o, d, inSphere)};
+        for (int k = 0; k < 2; ++k) {
+            const float3 x = t7_add(o, t7_scale(d, got[k]));
+            if (want[k] > 0.0f) {
+                ASSERT_NEAR(got[k], want[k], 2 * step) << i;
+            } else { // a miss, or a chord shorter than a step
+                ASSERT_TRUE(got[k] < 0.0f || (k ? inSphere(x, 1e-4f) : inBox(x, 1e-4f))) << i;
+            }
+            hits += want[k] > 0.0f;
+        }
+        if (got[0] > 0.0f) { // outward: against the ray entering, along it leaving
+            ASSERT_EQ(t7_dot(normal, d) < 0.0f, !inBox(o, 0.0f)) << i;
+        }
+    }
+    EXPECT_GT(hits, 500);
 }
 
 // The area lights' densities integrate to one over the directions towards
