@@ -390,6 +390,19 @@ private:
     void applySize(unsigned width, unsigned height);
     // After a failed change: back to a size and flags that fitted before.
     void restoreSize(unsigned width, unsigned height) noexcept;
+    // The buffers follow a change of what they depend on (kept images, the
+    // denoiser's guides or scale); when they cannot, `undo` reverts the
+    // change, the buffers fitting before are restored, and the error goes on.
+    template <typename Undo> void reapplySize(Undo&& undo)
+    {
+        try {
+            applySize(m_width, m_height);
+        } catch (...) {
+            undo();
+            restoreSize(m_width, m_height);
+            throw;
+        }
+    }
     void setSaveState(bool& flag, bool save);
     // The guide kind of the denoiser stage, 0 while there is none.
     unsigned activeDenoiserKind() const { return hasDenoiser() ? m_activeDenoiserKind : 0; }
@@ -474,9 +487,6 @@ private:
     std::vector<std::unique_ptr<Postprocessing>> m_postprocessing;
     PostprocParams m_postprocParams = {};
     unsigned m_activeDenoiserKind = 0; // the requested kind, taken when a denoiser is added
-    // The guide images of the last gather, for the denoiser (null when not kept).
-    float4* m_albedoGuide = nullptr;
-    float4* m_normalGuide = nullptr;
 
     // Output images on the primary device, released before the device states.
     CUDAOutputBuffer<float4> m_image;         // render size, bottom row first

@@ -73,11 +73,12 @@ unsigned PathTracer::launchBatch(unsigned count, unsigned maxFrames)
 
     const float blend = cameraBlend();
     const unsigned frames = blend == 1.0f ? m_accumFrames : m_totalFrames;
-    m_albedoGuide = keepAlbedo() ? m_albedoImage.map() : nullptr;
-    m_normalGuide = keepNormals() ? m_normalImage.map() : nullptr;
+    // The guide images, kept for the denoiser too (null when not kept).
+    m_postprocParams.albedo = keepAlbedo() ? m_albedoImage.map() : nullptr;
+    m_postprocParams.normal = keepNormals() ? m_normalImage.map() : nullptr;
     forEachState([&](PathTracerState& state) {
         makeCurrent(state);
-        gatherResults(state, m_image.map(), m_albedoGuide, m_normalGuide, blend,
+        gatherResults(state, m_image.map(), m_postprocParams.albedo, m_postprocParams.normal, blend,
                       m_sampleHistory ? frames : passes, passes);
     });
     m_sampleHistory = true;
@@ -85,8 +86,6 @@ unsigned PathTracer::launchBatch(unsigned count, unsigned maxFrames)
     syncAllDevices();
     makeCurrent(m_states.front());
     m_postprocParams.frames = frames;
-    m_postprocParams.albedo = m_albedoGuide;
-    m_postprocParams.normal = m_normalGuide;
     // The first stage (the denoiser, when there is one) also sees the image
     // as gathered at render size.
     CUDAOutputBuffer<float4>& output = outputImage();

@@ -173,13 +173,7 @@ void PathTracer::setSaveState(bool& flag, bool save)
     if (save == flag)
         return;
     flag = save;
-    try {
-        applySize(m_width, m_height);
-    } catch (...) {
-        flag = !save;
-        restoreSize(m_width, m_height);
-        throw;
-    }
+    reapplySize([&] { flag = !save; });
 }
 
 void PathTracer::setSaveAlbedoState(bool save) { setSaveState(m_saveAlbedo, save); }

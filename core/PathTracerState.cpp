@@ -5,6 +5,14 @@
 
 T7_CHECK_LABEL(PathTracer::kLabel);
 
+cudaTextureObject_t PathTracerState::sampler(unsigned id, const char* notFound) const
+{
+    auto texture = textures.find(id);
+    if (texture == textures.end())
+        throw sutil::Exception(notFound);
+    return texture->second.sampler();
+}
+
 PathTracerState::~PathTracerState()
 {
     if (device_idx < 0)

@@ -20,6 +20,10 @@ struct PathTracerState {
     PathTracerState(const PathTracerState&) = delete;
     PathTracerState& operator=(const PathTracerState&) = delete;
 
+    // The texture object of texture `id` on this device; throws `notFound`
+    // (the user's own message) when the device has no such texture.
+    cudaTextureObject_t sampler(unsigned id, const char* notFound) const;
+
     int device_idx = -1; // CUDA ordinal
     OptixDeviceContext context = nullptr;
     Modules modules;

@@ -83,7 +83,7 @@ void PathTracer::setVariables(const VariableMap<int>& ints, const VariableMap<un
         state.params.camera_tex0 = state.params.camera_tex1 = 0;
         state.params.bg_texture = 0;
     });
-    m_albedoGuide = m_normalGuide = nullptr;
+    m_postprocParams.albedo = m_postprocParams.normal = nullptr;
     // The host's texture ids are kept; their samplers are resolved again.
     m_postprocParams.tonemapGraySampler = m_postprocParams.tonemapRedSampler = 0;
     m_postprocParams.tonemapGreenSampler = m_postprocParams.tonemapBlueSampler = 0;
@@ -105,13 +105,7 @@ void PathTracer::updateVariables(const VariableMap<int>& ints, const VariableMap
     if (kind != ints.end() && unsigned(kind->second) != m_activeDenoiserKind) {
         const unsigned before = m_activeDenoiserKind;
         m_activeDenoiserKind = unsigned(kind->second);
-        try {
-            applySize(m_width, m_height);
-        } catch (...) {
-            m_activeDenoiserKind = before;
-            restoreSize(m_width, m_height);
-            throw;
-        }
+        reapplySize([&] { m_activeDenoiserKind = before; });
     }
     resizeDenoiserBuffers();
 }

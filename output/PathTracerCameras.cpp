@@ -4,11 +4,9 @@
 
 #include "core/PathTracer.h"
 
-#include "core/Exception.h"
 #include "kernels/vector_math.h"
 
 #include <cmath>
-#include <limits>
 
 unsigned PathTracer::_cameraCount = 0;
 
@@ -27,14 +25,9 @@ void cameraTexture(const PathTracerState& state, const std::vector<unsigned>& id
                    unsigned& id, unsigned long long& sampler)
 {
     id = slot < ids.size() ? ids[slot] : 0;
-    sampler = 0;
-    if (!id)
-        return;
-    auto texture = state.textures.find(id);
-    if (texture == state.textures.end())
-        throw sutil::Exception(slot == 0 ? "Camera texture 0 not found."
-                                         : "Camera texture 1 not found.");
-    sampler = texture->second.sampler();
+    sampler = id ? state.sampler(id, slot == 0 ? "Camera texture 0 not found."
+                                               : "Camera texture 1 not found.")
+                 : 0;
 }
 
 // Toward zero, as a drag in whole pixels; NaN gives 0 and the infinities

@@ -26,16 +26,12 @@ void PathTracer::addPostprocessing(postprocAlgorithm algorithm)
     if (algorithm == POSTPROC_DENOISER_UP2)
         m_scaleFactor = 2;
     m_activeDenoiserKind = unsigned(m_variables.denoiser_kind);
-    try {
-        // The guide images and, for upscaling, the half-size render and the
-        // upscaled image, on every device.
-        applySize(m_width, m_height);
-    } catch (...) {
+    // The guide images and, for upscaling, the half-size render and the
+    // upscaled image, on every device.
+    reapplySize([&] {
         m_postprocessing.erase(m_postprocessing.begin());
         m_scaleFactor = scale;
-        restoreSize(m_width, m_height);
-        throw;
-    }
+    });
 }
 
 bool PathTracer::hasDenoiser() const
@@ -55,12 +51,8 @@ void PathTracer::setPostprocLevels(const float3& low, const float3& high)
 bool PathTracer::setPostprocTexture(unsigned id, unsigned& field, cudaTextureObject_t& sampler,
                                     const char* notFound)
 {
-    const auto& textures = m_states.front().textures;
-    auto texture = textures.find(id);
-    if (texture == textures.end())
-        throw sutil::Exception(notFound);
+    sampler = m_states.front().sampler(id, notFound);
     field = id;
-    sampler = texture->second.sampler();
     m_accumFrames = 0;
     return true;
 }
@@ -91,11 +83,9 @@ void PathTracer::updatePostprocTextureSamplers(PathTracerState& state)
     auto refresh = [&](unsigned id, cudaTextureObject_t& sampler, const char* notFound) {
         if (!id)
             return;
-        auto texture = state.textures.find(id);
-        if (texture == state.textures.end())
-            throw sutil::Exception(notFound);
+        const cudaTextureObject_t object = state.sampler(id, notFound);
         if (primary)
-            sampler = texture->second.sampler();
+            sampler = object;
     };
 #define T7_REFRESH(Name, id, sampler, message) refresh(m_postprocParams.id, m_postprocParams.sampler, message);
     T7_POSTPROC_TEXTURES(T7_REFRESH)

@@ -54,12 +54,8 @@ std::vector<cudaTextureObject_t> samplersOf(const PathTracerState& state,
 {
     std::vector<cudaTextureObject_t> samplers;
     samplers.reserve(ids.size());
-    for (unsigned id : ids) {
-        auto found = state.textures.find(id);
-        if (found == state.textures.end())
-            throw sutil::Exception(notFound);
-        samplers.push_back(found->second.sampler());
-    }
+    for (unsigned id : ids)
+        samplers.push_back(state.sampler(id, notFound));
     return samplers;
 }
 
