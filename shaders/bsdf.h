@@ -26,13 +26,14 @@ T7_HOST_DEVICE inline float t7_fresnelDielectric(float cosI, float eta)
     return 0.5f * (rs * rs + rp * rp);
 }
 
-// Schlick's approximation for a conductor of normal reflectance f0.
-T7_HOST_DEVICE inline float3 t7_fresnelSchlick(float3 f0, float cosI)
+// Schlick's approximation for a conductor of normal reflectance f0 and
+// grazing reflectance f90.
+T7_HOST_DEVICE inline float3 t7_fresnelSchlick(float3 f0, float cosI, float f90 = 1.0f)
 {
     const float m = 1.0f - fminf(1.0f, fmaxf(0.0f, cosI));
     const float m5 = m * m * m * m * m;
-    return make_float3(f0.x + (1.0f - f0.x) * m5, f0.y + (1.0f - f0.y) * m5,
-                       f0.z + (1.0f - f0.z) * m5);
+    return make_float3(f0.x + (f90 - f0.x) * m5, f0.y + (f90 - f0.y) * m5,
+                       f0.z + (f90 - f0.z) * m5);
 }
 
 // --- GGX (isotropic roughness alpha) ---
@@ -87,48 +88,13 @@ T7_HOST_DEVICE inline float3 t7_reflect(float3 w, float3 n)
     return t7_sub(t7_scale(n, 2.0f * t7_dot(w, n)), w);
 }
 
-// --- Diffuse ---
-
-T7_HOST_DEVICE inline float3 t7_diffuseEval(float3 albedo, float3 wo, float3 wi)
-{
-    return wo.z > 0.0f && wi.z > 0.0f ? t7_scale(albedo, 1.0f / kT7Pi) : make_float3(0, 0, 0);
-}
-
-T7_HOST_DEVICE inline T7BsdfSample t7_diffuseSample(float3 albedo, float u1, float u2)
-{
-    const float3 wi = t7_sampleCosine(u1, u2);
-    return {wi, t7_cosinePdf(wi), albedo};
-}
-
-// --- Rough conductor: GGX with Schlick's Fresnel of reflectance f0 ---
-
-T7_HOST_DEVICE inline float3 t7_conductorEval(float3 f0, float alpha, float3 wo, float3 wi)
-{
-    if (wo.z <= 0.0f || wi.z <= 0.0f)
-        return make_float3(0, 0, 0);
-    const float3 h = t7_normalize(t7_add(wo, wi));
-    const float k = t7_ggxD(h, alpha) * t7_ggxG2(wo, wi, alpha) / (4.0f * wo.z * wi.z);
-    return t7_scale(t7_fresnelSchlick(f0, t7_dot(wo, h)), k);
-}
-
+// The density of visible-normal sampling of a GGX reflection.
 T7_HOST_DEVICE inline float t7_conductorPdf(float alpha, float3 wo, float3 wi)
 {
     if (wo.z <= 0.0f || wi.z <= 0.0f)
         return 0.0f;
     const float3 h = t7_normalize(t7_add(wo, wi));
     return t7_ggxG1(wo, alpha) * t7_ggxD(h, alpha) / (4.0f * wo.z);
-}
-
-// Visible-normal sampling: the weight is F G2 / G1(wo); below the surface, 0.
-T7_HOST_DEVICE inline T7BsdfSample t7_conductorSample(float3 f0, float alpha, float3 wo, float u1,
-                                                      float u2)
-{
-    const float3 h = t7_ggxSampleVisible(wo, alpha, u1, u2);
-    const float3 wi = t7_reflect(wo, h);
-    if (wi.z <= 0.0f)
-        return {wi, 0.0f, make_float3(0, 0, 0)};
-    const float g = t7_ggxG2(wo, wi, alpha) / t7_ggxG1(wo, alpha);
-    return {wi, t7_conductorPdf(alpha, wo, wi), t7_scale(t7_fresnelSchlick(f0, t7_dot(wo, h)), g)};
 }
 
 // --- Smooth dielectric of relative index eta (inside over outside) ---
@@ -146,4 +112,81 @@ T7_HOST_DEVICE inline T7BsdfSample t7_dielectricSample(float eta, float3 wo, flo
     const float cosT = sqrtf(fmaxf(0.0f, 1.0f - (1.0f - cosI * cosI) / (e * e)));
     const float3 wi = make_float3(-wo.x / e, -wo.y / e, entering ? -cosT : cosT);
     return {wi, 0.0f, make_float3(1, 1, 1)};
+}
+
+// Refraction of w (on the side h points to, w.h > 0) into a medium e times
+// denser; false under total internal reflection.
+T7_HOST_DEVICE inline bool t7_refract(float3 w, float3 h, float e, float3& wt)
+{
+    const float c = t7_dot(w, h);
+    const float sin2T = (1.0f - c * c) / (e * e);
+    if (sin2T >= 1.0f)
+        return false;
+    wt = t7_sub(t7_scale(h, c / e - sqrtf(1.0f - sin2T)), t7_scale(w, 1.0f / e));
+    return true;
+}
+
+// --- Rough dielectric of relative index eta (inside over outside), GGX ---
+// wo on either side. Refraction leaves out the (eta_o / eta_i)^2 scaling of
+// radiance, as the smooth dielectric does: it cancels on the way out of a
+// closed object, and without it the weight of every sample is G2 / G1(wo).
+
+struct T7Sides {
+    float s;     // 1 when wo is outside, else -1: flips both directions above
+    float e;     // index beyond the surface over the index on wo's side
+};
+
+T7_HOST_DEVICE inline T7Sides t7_sides(float eta, float3 wo)
+{
+    return wo.z > 0.0f ? T7Sides{1.0f, eta} : T7Sides{-1.0f, 1.0f / eta};
+}
+
+// f (without the cosine) and, in pdf, the density of t7_roughDielectricSample.
+T7_HOST_DEVICE inline float t7_roughDielectricEval(float eta, float alpha, float3 wo, float3 wi,
+                                                   float& pdf)
+{
+    pdf = 0.0f;
+    if (wo.z == 0.0f || wi.z == 0.0f)
+        return 0.0f;
+    const T7Sides side = t7_sides(eta, wo);
+    const float3 o = t7_scale(wo, side.s), i = t7_scale(wi, side.s);
+    const bool reflect = i.z > 0.0f;
+    // The half vector: of reflection, or the generalised one of refraction.
+    float3 h = reflect ? t7_add(o, i) : t7_add(o, t7_scale(i, side.e));
+    h = t7_scale(t7_normalize(h), h.z < 0.0f ? -1.0f : 1.0f);
+    const float oh = t7_dot(o, h), ih = t7_dot(i, h);
+    if (oh <= 0.0f || (reflect ? ih <= 0.0f : ih >= 0.0f))
+        return 0.0f;
+    const float f = t7_fresnelDielectric(oh, side.e);
+    const float d = t7_ggxD(h, alpha);
+    const float visible = t7_ggxG1(o, alpha) * d / o.z; // density of h, over o.h
+    const float g2 = t7_ggxG2(o, i, alpha);
+    if (reflect) {
+        pdf = f * visible / 4.0f;
+        return f * d * g2 / (4.0f * o.z * i.z);
+    }
+    const float den = oh + side.e * ih;
+    const float jacobian = side.e * side.e * -ih / (den * den);
+    pdf = (1.0f - f) * visible * oh * jacobian;
+    return (1.0f - f) * d * g2 * oh * jacobian / (o.z * -i.z);
+}
+
+// A visible microfacet normal, then reflection with the Fresnel probability,
+// else refraction. Weight G2 / G1(wo), white; 0 when the direction leaves
+// through the wrong side.
+T7_HOST_DEVICE inline T7BsdfSample t7_roughDielectricSample(float eta, float alpha, float3 wo,
+                                                            float u1, float u2, float u3)
+{
+    const T7Sides side = t7_sides(eta, wo);
+    const float3 o = t7_scale(wo, side.s);
+    const float3 h = t7_ggxSampleVisible(o, alpha, u1, u2);
+    float3 i;
+    if (u3 < t7_fresnelDielectric(t7_dot(o, h), side.e) || !t7_refract(o, h, side.e, i))
+        i = t7_reflect(o, h);
+    const float3 wi = t7_scale(i, side.s);
+    float pdf;
+    if (t7_roughDielectricEval(eta, alpha, wo, wi, pdf) <= 0.0f || pdf <= 0.0f)
+        return {wi, 0.0f, make_float3(0, 0, 0)};
+    const float g = t7_ggxG2(o, i, alpha) / t7_ggxG1(o, alpha);
+    return {wi, pdf, make_float3(g, g, g)};
 }

@@ -13,6 +13,7 @@
 #include "core/PathTracer.h"
 #include "kernels/readback_kernels.h"
 #include "output/Denoiser.h"
+#include "path_checks.h"
 #include "programs/ProgramFiles.h"
 #include "scene/Geometry.h"
 #include "scene/Texture.h"
@@ -385,6 +386,7 @@ int main(int argc, char** argv)
     checkFrames({0});
     checkFrames({0, 0});
     checkDenoiser();
+    checkOwnPrograms(check, simulatedDevice());
     if (argc > 2)
         checkProductLibrary(argv[2], ptxDir + "/..", simulatedDevice());
     std::printf("%d passed, %d failed\n", passed, failed);

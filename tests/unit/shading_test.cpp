@@ -1,8 +1,9 @@
 // The device programs' sampling and scattering arithmetic, on the host:
-// random numbers, frames, densities that integrate to one, sampling that
-// agrees with evaluation (a furnace by two estimators) and Fresnel.
+// random numbers, frames, densities that integrate to one, every material's
+// sampling against its evaluation (a furnace by two estimators), Fresnel,
+// intersections and lights.
 
-#include "shaders/bsdf.h"
+#include "shaders/material.h"
 #include "shaders/intersect.h"
 #include "shaders/lights.h"
 
@@ -44,65 +45,113 @@ TEST(Shading, RandomNumbersAndFrames)
     }
 }
 
-// Each density, integrated over the sphere (uniform directions), gives the
-// share of its samples that it covers.
-TEST(Shading, DensitiesIntegrateToTheirSamples)
+// The cosine and cone densities integrate to one over the sphere.
+TEST(Shading, DirectionDensitiesIntegrateToOne)
 {
-    const float3 wo = at(60);
+    unsigned s = 7;
+    double cosine = 0, cone = 0;
+    for (int i = 0; i < kN; ++i) {
+        const float3 w = uniform(s);
+        cosine += t7_cosinePdf(w) / kUniformPdf;
+        cone += t7_conePdf(w, 0.8f) / kUniformPdf;
+    }
+    EXPECT_NEAR(cosine / kN, 1.0, 0.01);
+    EXPECT_NEAR(cone / kN, 1.0, 0.02);
+}
+
+T7Material material(unsigned model, float roughness, float metalness = -1, float coat = 1,
+                    float3 color = {1, 1, 1})
+{
+    MaterialData d;
+    d.flags = model;
+    d.base_roughness = roughness;
+    d.reflectivity_index = coat;
+    d.base_color = {color.x, color.y, color.z, 1};
+    d.refraction_index = {1.5f, 1.5f, 1.5f};
+    T7TextureValues t = t7_noTextures();
+    t.metalness = metalness;
+    return t7_material(d, {1, 1, 1}, t);
+}
+
+// Every model, from a direction at 50 degrees (and from inside the glass):
+// each sample's density and weight are what evaluation says; the density
+// integrates to the share of samples that are not deltas; the albedo by the
+// sampler's weights never exceeds 1 and, without deltas, agrees with the
+// integral of the evaluation (a furnace by two estimators).
+TEST(Shading, MaterialsSampleWhatTheyEvaluate)
+{
     struct Case {
         const char* what;
-        float (*pdf)(float3, float3);
-        float3 (*sample)(float3, float, float);
+        T7Material m;
+        bool inside;
+        double low, high; // the albedo
     };
     const Case cases[] = {
-        {"cosine", [](float3, float3 w) { return t7_cosinePdf(w); },
-         [](float3, float u1, float u2) { return t7_sampleCosine(u1, u2); }},
-        {"cone", [](float3, float3 w) { return t7_conePdf(w, 0.8f); },
-         [](float3, float u1, float u2) { return t7_sampleCone(u1, u2, 0.8f); }},
-        {"ggx 0.3", [](float3 o, float3 w) { return t7_conductorPdf(0.3f, o, w); },
-         [](float3 o, float u1, float u2) { return t7_conductorSample({1, 1, 1}, 0.3f, o, u1, u2).wi; }},
-        {"ggx 0.8", [](float3 o, float3 w) { return t7_conductorPdf(0.8f, o, w); },
-         [](float3 o, float u1, float u2) { return t7_conductorSample({1, 1, 1}, 0.8f, o, u1, u2).wi; }},
+        {"diffuse", material(TREVIX7_MATERIAL_DIFFUSE, 0), false, 1, 1},
+        {"coloured diffuse", material(TREVIX7_MATERIAL_DIFFUSE, 0, -1, 1, {0.2f, 0.5f, 0.9f}), false, 0.2, 0.2},
+        {"rough coat", material(TREVIX7_MATERIAL_DIFFUSE, 0.4f, -1, 1.5f), false, 0.95, 1},
+        {"smooth coat", material(TREVIX7_MATERIAL_DIFFUSE, 0, -1, 1.5f), false, 0.99, 1},
+        {"rough conductor", material(TREVIX7_MATERIAL_CONDUCTOR, 0.6f), false, 0.75, 1}, // single scattering
+        {"smooth conductor", material(TREVIX7_MATERIAL_CONDUCTOR, 0), false, 1, 1},
+        {"half metal", material(TREVIX7_MATERIAL_DIFFUSE, 0.5f, 0.5f), false, 0.9, 1},
+        {"rough glass", material(TREVIX7_MATERIAL_DIELECTRIC, 0.3f), false, 0.95, 1},
+        {"rough glass inside", material(TREVIX7_MATERIAL_DIELECTRIC, 0.3f), true, 0.9, 1},
+        {"smooth glass", material(TREVIX7_MATERIAL_DIELECTRIC, 0), false, 1, 1},
+        {"emitter", material(TREVIX7_MATERIAL_EMITTER, 0), false, 0, 0},
     };
     for (const Case& c : cases) {
-        unsigned s = 7;
-        double integral = 0, covered = 0;
+        float3 wo = at(50);
+        wo.z = c.inside ? -wo.z : wo.z;
+        unsigned s = 13;
+        double albedo = 0, spread = 0, evaluated = 0, integral = 0;
         for (int i = 0; i < kN; ++i) {
-            integral += c.pdf(wo, uniform(s)) / kUniformPdf;
-            covered += c.pdf(wo, c.sample(wo, t7_random(s), t7_random(s))) > 0.0f;
+            const T7BsdfSample b = t7_bsdfSample(c.m, wo, t7_random(s), t7_random(s), t7_random(s));
+            albedo += b.weight.x;
+            if (b.pdf > 0.0f) {
+                spread += 1;
+                float pdf;
+                const float3 f = t7_bsdfEval(c.m, wo, b.wi, pdf);
+                ASSERT_NEAR(pdf, b.pdf, 1e-3f * pdf) << c.what;
+                ASSERT_NEAR(f.x * fabsf(b.wi.z) / pdf, b.weight.x, 1e-3f * b.weight.x + 1e-6f) << c.what;
+            }
+            float pdf;
+            const float3 w = uniform(s);
+            evaluated += t7_bsdfEval(c.m, wo, w, pdf).x * fabsf(w.z) / kUniformPdf;
+            integral += pdf / kUniformPdf;
         }
-        EXPECT_NEAR(integral / kN, covered / kN, 0.02) << c.what;
-        EXPECT_GT(covered / kN, 0.7) << c.what; // rough lobes lose some below the horizon
+        EXPECT_NEAR(integral / kN, spread / kN, 0.02) << c.what;
+        EXPECT_GE(albedo / kN, c.low - 0.01) << c.what;
+        EXPECT_LE(albedo / kN, c.high + 0.005) << c.what;
+        if (spread == kN) {
+            EXPECT_NEAR(evaluated / kN, albedo / kN, 0.02) << c.what;
+        }
     }
 }
 
-// The directional albedo by the sampler's weights and by cosine sampling of
-// the evaluation agree, and never exceed 1 for a white surface.
-TEST(Shading, SamplingAgreesWithEvaluation)
+// The record's fields as the material takes them.
+TEST(Shading, MaterialRecordMeaning)
 {
-    const float3 white = {1, 1, 1};
-    for (float alpha : {0.3f, 0.8f})
-        for (float theta : {0.0f, 45.0f, 75.0f}) {
-            const float3 wo = at(theta);
-            unsigned s = 11;
-            double sampled = 0, evaluated = 0;
-            for (int i = 0; i < kN; ++i) {
-                sampled += t7_conductorSample(white, alpha, wo, t7_random(s), t7_random(s)).weight.x;
-                const float3 wi = t7_sampleCosine(t7_random(s), t7_random(s));
-                evaluated += t7_conductorEval(white, alpha, wo, wi).x * wi.z / t7_cosinePdf(wi);
-            }
-            EXPECT_NEAR(sampled / kN, evaluated / kN, 0.02) << alpha << " at " << theta;
-            EXPECT_LE(sampled / kN, 1.0) << alpha << " at " << theta;
-        }
-    unsigned s = 3;
-    const float3 albedo = {0.2f, 0.5f, 0.9f};
-    double evaluated = 0;
-    for (int i = 0; i < kN; ++i) {
-        const float3 wi = uniform(s);
-        evaluated += t7_diffuseEval(albedo, at(30), wi).y * fmaxf(0.0f, wi.z) / kUniformPdf;
-    }
-    EXPECT_NEAR(evaluated / kN, 0.5, 0.01);
-    EXPECT_EQ(t7_diffuseSample(albedo, 0.3f, 0.6f).weight.z, 0.9f);
+    MaterialData d;
+    d.base_color = {0.5f, 1, 1, 0};
+    d.light_emission = 4;
+    d.subsurface_color = {0.25f, 1, 1};
+    d.radiation_length = 2;
+    d.base_roughness = 0.5f;
+    T7TextureValues t = t7_noTextures();
+    t.color = {1, 0.5f, 1};
+    t.roughness = 0.5f;
+    T7Material m = t7_material(d, {1, 1, 0.25f}, t);
+    EXPECT_TRUE(m.model == TREVIX7_MATERIAL_DIFFUSE && m.metalness == 0 && !m.twoSided) << "default flags";
+    EXPECT_TRUE(m.color.x == 0.5f && m.color.y == 0.5f && m.color.z == 0.25f) << "record x constant x texture";
+    EXPECT_TRUE(m.emission.x == 2 && m.emission.z == 1);
+    EXPECT_NEAR(m.alpha, 0.0625f, 1e-7f) << "roughness squared";
+    EXPECT_NEAR(m.absorption.x, logf(4) / 2, 1e-6f) << "a quarter left after two lengths";
+    EXPECT_EQ(m.absorption.y, 0.0f);
+    d.flags = TREVIX7_MATERIAL_CONDUCTOR | TREVIX7_MATERIAL_TWO_SIDED;
+    d.base_roughness = 0.02f;
+    d.radiation_length = 0;
+    m = t7_material(d, {1, 1, 1}, t7_noTextures());
+    EXPECT_TRUE(m.metalness == 1 && m.twoSided && m.alpha == 0 && m.absorption.x == 0);
 }
 
 TEST(Shading, FresnelAndSmoothDielectric)
