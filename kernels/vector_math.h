@@ -31,6 +31,14 @@ T7_HOST_DEVICE inline float3 t7_scale(float3 u, float s)
     return make_float3(u.x * s, u.y * s, u.z * s);
 }
 
+// Component by component.
+T7_HOST_DEVICE inline float3 t7_mul(float3 u, float3 v)
+{
+    return make_float3(u.x * v.x, u.y * v.y, u.z * v.z);
+}
+
+T7_HOST_DEVICE inline float t7_max3(float3 u) { return fmaxf(u.x, fmaxf(u.y, u.z)); }
+
 T7_HOST_DEVICE inline float t7_dot(float3 u, float3 v)
 {
     return u.x * v.x + u.y * v.y + u.z * v.z;

@@ -86,12 +86,14 @@ struct T7PathResult {
     uint2 id;
 };
 
-T7_HOST_DEVICE inline void t7_add4(float4* sums, unsigned s, float3 v, bool first)
+// Adds v to sums[s], starting afresh on the first pass of a batch; no-op
+// for a buffer that is not kept.
+T7_HOST_DEVICE inline void t7_accumulate(float4* sums, unsigned s, float4 v, bool first)
 {
     if (!sums)
         return;
-    const float4 old = first ? make_float4(0, 0, 0, 0) : sums[s];
-    sums[s] = make_float4(old.x + v.x, old.y + v.y, old.z + v.z, old.w + 1.0f);
+    const float4 p = first ? make_float4(0.0f, 0.0f, 0.0f, 0.0f) : sums[s];
+    sums[s] = make_float4(p.x + v.x, p.y + v.y, p.z + v.z, p.w + v.w);
 }
 
 // Sample s of the pass: its sums start afresh on pass 0 of a batch, and the
@@ -100,9 +102,10 @@ T7_HOST_DEVICE inline void t7_storeSample(const Params& p, unsigned s, int2 pixe
                                           const T7PathResult& r)
 {
     const bool first = p.subframe_index == 0;
-    t7_add4(p.sample_accum, s, r.radiance, first);
-    t7_add4(p.albedo_accum, s, r.albedo, first);
-    t7_add4(p.normal_accum, s, t7_cameraNormal(p, r.normal), first);
+    const float3 n = t7_cameraNormal(p, r.normal);
+    t7_accumulate(p.sample_accum, s, make_float4(r.radiance.x, r.radiance.y, r.radiance.z, 1), first);
+    t7_accumulate(p.albedo_accum, s, make_float4(r.albedo.x, r.albedo.y, r.albedo.z, 1), first);
+    t7_accumulate(p.normal_accum, s, make_float4(n.x, n.y, n.z, 1), first);
     if (!p.last_pass || unsigned(pixel.x) >= p.width || unsigned(pixel.y) >= p.height)
         return;
     const unsigned i = unsigned(pixel.y) * p.width + unsigned(pixel.x);

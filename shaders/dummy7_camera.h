@@ -14,16 +14,7 @@
 //   hit position  (x + 0.5, y + 0.5, d, total-frame counter)
 //   id            (x | last-pass flag << 30, y)
 
-#include "core/Params.h"
-#include "kernels/vector_math.h"
-
-T7_HOST_DEVICE inline void t7_accumulate(float4* sums, unsigned s, float4 v, bool first)
-{
-    if (!sums)
-        return;
-    const float4 p = first ? make_float4(0.0f, 0.0f, 0.0f, 0.0f) : sums[s];
-    sums[s] = make_float4(p.x + v.x, p.y + v.y, p.z + v.z, p.w + v.w);
-}
+#include "shaders/camera.h"
 
 T7_HOST_DEVICE inline void dummyCameraSample(const Params& p, unsigned s)
 {

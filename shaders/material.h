@@ -37,10 +37,6 @@ struct T7TextureValues {
 
 T7_HOST_DEVICE inline T7TextureValues t7_noTextures() { return {make_float3(1, 1, 1), 1.0f, -1.0f}; }
 
-T7_HOST_DEVICE inline float3 t7_mul(float3 a, float3 b) { return make_float3(a.x * b.x, a.y * b.y, a.z * b.z); }
-
-T7_HOST_DEVICE inline float t7_max3(float3 a) { return fmaxf(a.x, fmaxf(a.y, a.z)); }
-
 T7_HOST_DEVICE inline T7Material t7_material(const MaterialData& m, float3 constColor,
                                              const T7TextureValues& tex)
 {
