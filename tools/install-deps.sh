@@ -9,6 +9,17 @@ command -v ninja >/dev/null || need+=(ninja-build)
 command -v g++ >/dev/null || need+=(g++)
 command -v nm >/dev/null || need+=(binutils)
 [ -f /usr/include/gtest/gtest.h ] || need+=(libgtest-dev)
+# The scene reader and trevix7-render: JSON, options, OBJ, images, EXR.
+[ -f /usr/include/nlohmann/json.hpp ] || need+=(nlohmann-json3-dev)
+[ -f /usr/include/CLI/CLI.hpp ] || need+=(libcli11-dev)
+[ -f /usr/include/tiny_obj_loader.h ] || need+=(libtinyobjloader-dev)
+[ -f /usr/include/stb/stb_image.h ] || need+=(libstb-dev)
+[ -f /usr/include/tinyexr.h ] || need+=(libtinyexr-dev)
+[ -f /usr/include/png.h ] || need+=(libpng-dev)
+[ -f /usr/include/zlib.h ] || need+=(zlib1g-dev)
+command -v pkg-config >/dev/null || need+=(pkg-config)
+# The Python package and its tests, with Debian's interpreter.
+/usr/bin/python3 -c 'import numpy' 2>/dev/null || need+=(python3 python3-numpy)
 
 if [ ${#need[@]} -gt 0 ]; then
     echo "installing: ${need[*]}"

@@ -1,11 +1,12 @@
 // Our own device programs on a GPU: images of the demo's small scenes
 // against their analytic answers, the id image of every geometry kind, and
-// one device against two. On the simulated device, whose launch runs a
-// stand-in camera, only the loading and linking of every program is checked.
+// one device against two, and the denoiser against a long render. On the
+// simulated device, whose launch runs a stand-in camera, only the loading and
+// linking of every program is checked.
 
 #include "path_checks.h"
 
-#include "tools/demo/DemoScenes.h"
+#include "tools/scene/SceneLoader.h"
 
 #include <cmath>
 #include <functional>
@@ -16,16 +17,24 @@ namespace {
 
 constexpr unsigned W = 64, H = 64;
 
-// An instance on `devices`, its albedo kept; destroyed when it goes.
+// An instance made from one of the scene files at W x H on `devices`;
+// destroyed when it goes.
 struct Instance {
-    explicit Instance(const std::vector<unsigned>& devices, unsigned w = W, unsigned h = H)
+    explicit Instance(const char* file, const std::vector<unsigned>& devices = {0}, int denoise = 0)
     {
-        char error[4096] = {};
-        handle = ApiCreatePathTracer(w, h, READBACK_RGBA8, nullptr, nullptr, 0, nullptr, nullptr, 0,
-                                     nullptr, nullptr, 0, nullptr, nullptr, 0, nullptr, nullptr, 0,
-                                     nullptr, nullptr, 0, devices.data(), unsigned(devices.size()),
-                                     0, error);
-        message = error;
+        trevix7_scene_settings s;
+        SceneDefaultSettings(&s);
+        s.width = W;
+        s.height = H;
+        s.devices = devices.data();
+        s.device_count = unsigned(devices.size());
+        s.denoise = denoise;
+        try {
+            loaded = scene::load(std::string(TREVIX7_SCENES_DIR "/") + file, s);
+        } catch (const std::exception& e) {
+            message = e.what();
+        }
+        handle = loaded.handle;
     }
     ~Instance() { ApiDestroyPathTracer(handle, nullptr); }
     Instance(const Instance&) = delete;
@@ -50,6 +59,7 @@ struct Instance {
         return image<float4>(ApiGetRawOutputBuffer)[(H - 1 - y) * W + x];
     }
 
+    scene::Loaded loaded;
     unsigned handle = 0;
     std::string message;
 };
@@ -58,10 +68,9 @@ using Check = std::function<bool(bool, const std::string&)>;
 
 void furnace(const Check& check, bool simulated)
 {
-    Instance in({0});
-    std::string error;
-    const bool made = demo::furnace(in.handle, error) != 0 && in.render(64);
-    if (!check(made, "own programs: the furnace scene loads, links and renders " + error + in.message) || simulated)
+    Instance in("furnace.json");
+    const bool made = in.handle && in.render(64);
+    if (!check(made, "own programs: the furnace scene loads, links and renders " + in.message) || simulated)
         return;
     double worst = 0;
     for (unsigned y = 0; y < H; ++y)
@@ -72,25 +81,25 @@ void furnace(const Check& check, bool simulated)
 
 void pointLight(const Check& check, bool simulated)
 {
-    Instance in({0});
-    std::string error;
-    const bool made = demo::pointLightFloor(in.handle, error) != 0 && in.render(4);
-    if (!check(made, "own programs: the point-light scene renders " + error + in.message) || simulated)
+    Instance in("point-light.json");
+    const bool made = in.handle && in.render(4);
+    if (!check(made, "own programs: the point-light scene renders " + in.message) || simulated)
         return;
     const float4* hits = in.image<float4>(ApiGetHitPosBuffer);
     double worst = 0;
     for (unsigned y = 0; y < H; ++y)
         for (unsigned x = 0; x < W; ++x) {
             const float4 p = hits[y * W + x];
-            const double h = demo::kFloorLightHeight, d = std::sqrt(p.x * p.x + p.y * p.y + h * h);
-            const double want = 0.5 / M_PI * demo::kFloorLight * h / (d * d * d);
+            // The scene's light: intensity 8 at height 2 over a floor of albedo 0.5.
+            const double h = 2, d = std::sqrt(p.x * p.x + p.y * p.y + h * h);
+            const double want = 0.5 / M_PI * 8 * h / (d * d * d);
             worst = std::fmax(worst, std::fabs(in.pixel(x, y).y - want) / want);
         }
     check(worst < 1e-3, "own programs: point light over a diffuse floor, albedo / pi I cos / d^2 "
                         "(largest relative error " + std::to_string(worst) + ")");
 }
 
-// Where a point projects for the kinds scene's camera.
+// Where a point projects for the camera of kinds.json.
 void project(float x, float y, float z, unsigned& col, unsigned& row)
 {
     const float t = std::tan(22.5f * float(M_PI) / 180.0f);
@@ -100,12 +109,14 @@ void project(float x, float y, float z, unsigned& col, unsigned& row)
 
 void kinds(const Check& check, bool simulated)
 {
-    Instance in({0});
-    std::string error;
-    unsigned ids[6] = {};
-    const bool made = demo::kinds(in.handle, ids, error) != 0 && in.render(1);
-    if (!check(made, "own programs: every geometry kind loads, links and renders " + error + in.message) || simulated)
+    Instance in("kinds.json");
+    const bool made = in.handle && in.render(1);
+    if (!check(made, "own programs: every geometry kind loads, links and renders " + in.message) || simulated)
         return;
+    unsigned ids[6] = {};
+    const char* names[6] = {"sphere", "parallelogram", "parallelepiped", "bezier", "mesh", "curve"};
+    for (int k = 0; k < 6; ++k)
+        ids[k] = in.loaded.geometry[names[k]];
     const float4* hits = in.image<float4>(ApiGetHitPosBuffer);
     const uint2* words = in.image<uint2>(ApiGetIdBuffer);
     unsigned onSphere = 0, wrong = 0;
@@ -138,10 +149,9 @@ void twoDevices(const Check& check, bool simulated)
 {
     std::vector<double> means[2];
     for (int k = 0; k < 2; ++k) {
-        Instance in(k == 0 ? std::vector<unsigned>{0} : std::vector<unsigned>{0, 0});
-        std::string error;
-        if (!check(demo::box(in.handle, error) != 0 && in.render(simulated ? 2 : 256),
-                   std::string("own programs: the demo box renders on ") + (k ? "{0, 0} " : "{0} ") + error + in.message))
+        Instance in("demo.json", k == 0 ? std::vector<unsigned>{0} : std::vector<unsigned>{0, 0});
+        if (!check(in.handle && in.render(simulated ? 2 : 256),
+                   std::string("own programs: the demo box renders on ") + (k ? "{0, 0} " : "{0} ") + in.message))
             return;
         // Means of 8 x 8 blocks.
         for (unsigned by = 0; by < H; by += 8)
@@ -162,12 +172,40 @@ void twoDevices(const Check& check, bool simulated)
                         "difference " + std::to_string(worst) + ")");
 }
 
+// Root-mean-square difference of two float images over their colour.
+double rms(const float4* a, const float4* b)
+{
+    double sum = 0;
+    for (unsigned i = 0; i < W * H; ++i)
+        sum += (a[i].x - b[i].x) * (a[i].x - b[i].x) + (a[i].y - b[i].y) * (a[i].y - b[i].y) +
+               (a[i].z - b[i].z) * (a[i].z - b[i].z);
+    return std::sqrt(sum / (3.0 * W * H));
+}
+
+// The HDR denoiser, guided by albedo and normals, brings a 4-pass render of
+// the demo box closer to a 4096-pass reference. The same passes draw the
+// same samples in every instance, so the noisy image is what was denoised.
+void denoiser(const Check& check, bool simulated)
+{
+    Instance noisy("demo.json"), denoised("demo.json", {0}, POSTPROC_DENOISER_HDR), reference("demo.json");
+    const bool made = noisy.handle && denoised.handle && reference.handle && noisy.render(4) &&
+                      denoised.render(4) && reference.render(simulated ? 1 : 4096);
+    if (!check(made, "own programs: the demo box renders denoised " + noisy.message +
+                         denoised.message + reference.message) || simulated)
+        return;
+    const float4* truth = reference.image<float4>(ApiGetRawOutputBuffer);
+    const double before = rms(noisy.image<float4>(ApiGetRawOutputBuffer), truth);
+    const double after = rms(denoised.image<float4>(ApiGetRawOutputBuffer), truth);
+    check(after < before, "own programs: 4 passes denoised are closer to 4096 passes than the "
+                          "noisy ones (rms " + std::to_string(after) + " against " +
+                              std::to_string(before) + ")");
+}
+
 // OptiX refuses an entry function that the program file lacks.
 void misspelt(const Check& check)
 {
-    Instance in({0});
-    std::string error;
-    const bool made = demo::furnace(in.handle, error) != 0;
+    Instance in("furnace.json");
+    const bool made = in.handle != 0;
     const unsigned camera = ApiSetupCamera(in.handle, "t7_camera.cu::__raygen__pinhol", {0, 0, 4},
                                            {0, 0, 0}, {0, 1, 0}, 40, 1, {0, 0}, 0, 0, 0, 0, 0, 0,
                                            false, nullptr, 0);
@@ -183,6 +221,7 @@ void checkOwnPrograms(const Check& check, bool simulated)
     pointLight(check, simulated);
     kinds(check, simulated);
     twoDevices(check, simulated);
+    denoiser(check, simulated);
     if (!simulated) // the simulated OptiX does not read program files
         misspelt(check);
 }

@@ -1,0 +1,29 @@
+# cmake --install: the library with its soname links, the public headers,
+# our program files, the scene reader, trevix7-render, a CMake package
+# (find_package(trevix7) gives trevix7::trevix7 and trevix7::scene) and
+# pkg-config files (trevix7, trevix7-scene).
+
+set(TREVIX7_INCLUDE_SUBDIR ${CMAKE_INSTALL_INCLUDEDIR}/trevix7)
+set(TREVIX7_CMAKE_SUBDIR ${CMAKE_INSTALL_LIBDIR}/cmake/trevix7)
+
+install(TARGETS trevix7 trevix7_scene LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
+install(TARGETS trevix7-render RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+install(FILES ${CMAKE_SOURCE_DIR}/api/trevix7.h ${CMAKE_SOURCE_DIR}/api/trevix7_programs.h
+              ${CMAKE_SOURCE_DIR}/tools/scene/trevix7_scene.h
+        DESTINATION ${TREVIX7_INCLUDE_SUBDIR})
+install(FILES ${TREVIX7_PTX_FILES} DESTINATION ${CMAKE_INSTALL_DATADIR}/trevix7/cuda)
+
+include(CMakePackageConfigHelpers)
+configure_package_config_file(${CMAKE_CURRENT_LIST_DIR}/trevix7Config.cmake.in
+    ${CMAKE_BINARY_DIR}/trevix7Config.cmake
+    INSTALL_DESTINATION ${TREVIX7_CMAKE_SUBDIR}
+    PATH_VARS TREVIX7_INCLUDE_SUBDIR CMAKE_INSTALL_LIBDIR CMAKE_INSTALL_DATADIR)
+write_basic_package_version_file(${CMAKE_BINARY_DIR}/trevix7ConfigVersion.cmake
+    COMPATIBILITY SameMajorVersion)
+install(FILES ${CMAKE_BINARY_DIR}/trevix7Config.cmake ${CMAKE_BINARY_DIR}/trevix7ConfigVersion.cmake
+        DESTINATION ${TREVIX7_CMAKE_SUBDIR})
+
+foreach(pc trevix7 trevix7-scene)
+    configure_file(${CMAKE_CURRENT_LIST_DIR}/${pc}.pc.in ${CMAKE_BINARY_DIR}/${pc}.pc @ONLY)
+    install(FILES ${CMAKE_BINARY_DIR}/${pc}.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+endforeach()

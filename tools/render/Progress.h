@@ -1,0 +1,24 @@
+#pragma once
+// The progress line on a terminal: frames done, samples per second and the
+// time left, redrawn in place. Quiet when the output is not a terminal.
+
+#include <chrono>
+#include <cstdio>
+
+namespace render {
+
+class Progress {
+public:
+    Progress(unsigned frames, double samplesPerFrame, bool show);
+    void update(unsigned done);
+    void finish(unsigned done);
+    double seconds() const;
+
+private:
+    unsigned m_frames;
+    double m_samplesPerFrame;
+    bool m_show;
+    std::chrono::steady_clock::time_point m_start = std::chrono::steady_clock::now();
+};
+
+} // namespace render
