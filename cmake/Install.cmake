@@ -23,6 +23,8 @@ write_basic_package_version_file(${CMAKE_BINARY_DIR}/trevix7ConfigVersion.cmake
 install(FILES ${CMAKE_BINARY_DIR}/trevix7Config.cmake ${CMAKE_BINARY_DIR}/trevix7ConfigVersion.cmake
         DESTINATION ${TREVIX7_CMAKE_SUBDIR})
 
+# The prefix as seen from the .pc file, so that the installed tree can move.
+file(RELATIVE_PATH TREVIX7_PC_TO_PREFIX /p/${CMAKE_INSTALL_LIBDIR}/pkgconfig /p)
 foreach(pc trevix7 trevix7-scene)
     configure_file(${CMAKE_CURRENT_LIST_DIR}/${pc}.pc.in ${CMAKE_BINARY_DIR}/${pc}.pc @ONLY)
     install(FILES ${CMAKE_BINARY_DIR}/${pc}.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)

@@ -3,6 +3,7 @@
  * Compile-only check. */
 #include "trevix7.h"
 #include "trevix7_programs.h"
+#include "trevix7_scene.h"
 
 #include <stddef.h>
 

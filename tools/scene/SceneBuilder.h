@@ -28,6 +28,8 @@ struct Builder {
     }
     unsigned texture(const Node& n) const { return lookup(textures, n, "texture"); }
     unsigned material(const Node& n) const { return lookup(materials, n, "material"); }
+    // A geometry without a material gets a grey diffuse one, made once.
+    unsigned defaultMaterial(const Node& n);
 
     void variables(const Node& n);
     void texturesSection(const Node& n);

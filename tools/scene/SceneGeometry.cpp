@@ -6,6 +6,7 @@
 
 #include <tiny_obj_loader.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstring>
 
@@ -148,6 +149,10 @@ Mesh readObj(const Node& file, const std::string& path)
         }
     if (m.faces.empty())
         file.fail("the OBJ file \"" + path + "\" has no faces");
+    for (const trevix7_uint3& f : m.faces)
+        if (std::max(f.x, std::max(f.y, f.z)) >= m.vertices.size())
+            file.fail("the OBJ file \"" + path + "\" has a face past its " +
+                      std::to_string(m.vertices.size()) + " vertices");
     if (!allNormals)
         m.normals.clear(), m.normalFaces.clear();
     if (!allUvs)
@@ -163,7 +168,7 @@ void Builder::geometrySection(const Node& n)
         const Node g = n[i];
         const unsigned kind = g["type"].choice({"mesh", "particles", "textured_particles", "curves",
                                                 "bezier", "parallelograms", "parallelepipeds"});
-        const unsigned mat = g.has("material") ? material(g["material"]) : 0;
+        const unsigned mat = g.has("material") ? material(g["material"]) : defaultMaterial(g);
         const Transform x(g);
         int id = 0;
         if (kind == 0) {

@@ -123,6 +123,20 @@ void Builder::materialsSection(const Node& n)
     }
 }
 
+unsigned Builder::defaultMaterial(const Node& n)
+{
+    if (!materials.count("")) {
+        const char* names[] = {"base_color"};
+        trevix7_float3 grey[] = {{0.7f, 0.7f, 0.7f}};
+        materials[""] = ApiSetupMaterial(handle, "t7_hit.cu::__closesthit__radiance",
+                                         "t7_hit.cu::__closesthit__occlusion", nullptr, nullptr, 0,
+                                         nullptr, nullptr, 0, names, grey, 1, nullptr, nullptr, 0,
+                                         nullptr, 0, nullptr, 0, nullptr, 0, nullptr, 0, 0, message);
+        check(materials[""] != 0, n);
+    }
+    return materials[""];
+}
+
 void Builder::lights(const Node& n)
 {
     std::vector<LightData> records;

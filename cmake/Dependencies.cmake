@@ -1,0 +1,10 @@
+# What the scene reader and trevix7-render need, from Debian's packages
+# (tools/install-deps.sh installs them).
+find_path(TREVIX7_JSON_INCLUDE nlohmann/json.hpp REQUIRED)
+find_path(TREVIX7_CLI11_INCLUDE CLI/CLI.hpp REQUIRED)
+find_path(TREVIX7_TINYOBJ_INCLUDE tiny_obj_loader.h REQUIRED)
+find_path(TREVIX7_STB_INCLUDE stb/stb_image.h REQUIRED)
+find_path(TREVIX7_TINYEXR_INCLUDE tinyexr.h REQUIRED)
+find_package(PNG REQUIRED)
+find_package(ZLIB REQUIRED)
+

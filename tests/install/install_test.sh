@@ -1,0 +1,51 @@
+#!/usr/bin/env bash
+# Installs the build into a temporary prefix, checks what is there, then
+# builds a small C host through find_package and another through
+# pkg-config, and runs both and the installed trevix7-render on the
+# simulated device. Usage: install_test.sh BUILD_DIR SIM_DIR SCENE
+set -eu
+build=$(realpath "$1") sim=$(realpath "$2") scene=$(realpath "$3")
+here=$(cd "$(dirname "$0")" && pwd)
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+prefix=$work/prefix
+passed=0 failed=0
+check() { # check DESCRIPTION COMMAND...
+    local what=$1
+    shift
+    if out=$("$@" 2>&1); then
+        passed=$((passed + 1))
+    else
+        failed=$((failed + 1))
+        echo "[FAIL] $what"
+        echo "$out" | tail -n 20 | sed 's/^/    /'
+    fi
+}
+
+check "cmake --install" cmake --install "$build" --prefix "$prefix"
+check "the library with its soname" bash -c \
+    "[ \"\$(readlink '$prefix/lib/libtrevix7.so')\" = libtrevix7.so.0 ] &&
+     readelf -d '$prefix/lib/libtrevix7.so.0' | grep -q 'SONAME.*\\[libtrevix7.so.0\\]'"
+for f in include/trevix7/trevix7.h include/trevix7/trevix7_programs.h include/trevix7/trevix7_scene.h \
+         share/trevix7/cuda/t7_hit.ptx share/trevix7/cuda/dummy7_chit.ptx bin/trevix7-render \
+         lib/libtrevix7_scene.so lib/cmake/trevix7/trevix7Config.cmake lib/pkgconfig/trevix7.pc; do
+    check "installed $f" test -e "$prefix/$f"
+done
+
+export LD_LIBRARY_PATH=$sim # the installed library's soname, simulated
+check "find_package: configure and build" bash -c \
+    "cmake -S '$here' -B '$work/cmake' -DCMAKE_PREFIX_PATH='$prefix' -DCMAKE_BUILD_TYPE=Release &&
+     cmake --build '$work/cmake'"
+check "find_package: the host renders" bash -c "'$work/cmake/consumer' '$scene' | grep -q 'rendered 16 x 8'"
+
+export PKG_CONFIG_PATH=$prefix/lib/pkgconfig
+check "pkg-config: build" bash -c \
+    "cc -std=c99 -o '$work/pc' '$here/consumer.c' \$(pkg-config --cflags --libs trevix7-scene) \
+        -DPROGRAM_DIR=\\\"\$(pkg-config --variable=programdir trevix7)\\\" -Wl,-rpath,'$prefix/lib'"
+check "pkg-config: the host renders" bash -c "'$work/pc' '$scene' | grep -q 'rendered 16 x 8'"
+
+check "the installed renderer finds its programs" bash -c \
+    "cd '$work' && '$prefix/bin/trevix7-render' '$scene' -o x.png --size 8x8 --frames 1 && test -s x.png"
+
+echo "$passed passed, $failed failed"
+[ "$failed" -eq 0 ]

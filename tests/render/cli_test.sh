@@ -1,0 +1,57 @@
+#!/usr/bin/env bash
+# trevix7-render on the simulated device: each bad input gives its message
+# and exit status, and a good scene writes its images.
+# Usage: cli_test.sh RENDERER SIM_DIR SCENES_DIR
+set -u
+render=$(realpath "$1") sim=$(realpath "$2") scenes=$(realpath "$3")
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+passed=0 failed=0
+
+# expect STATUS TEXT [ENV=VALUE...] -- ARGS...: the exit status, and TEXT in what it printed.
+expect() {
+    local status=$1 text=$2 envs=()
+    shift 2
+    while [ "$1" != "--" ]; do envs+=("$1"); shift; done
+    shift
+    local out rc
+    out=$(cd "$work" && env "${envs[@]}" "$render" "$@" 2>&1)
+    rc=$?
+    if [ "$rc" -eq "$status" ] && [[ "$out" == *"$text"* ]]; then
+        passed=$((passed + 1))
+    else
+        failed=$((failed + 1))
+        echo "[FAIL] trevix7-render $*: status $rc (wanted $status), printed:"
+        echo "$out" | sed 's/^/    /'
+        echo "    wanted: $text"
+    fi
+}
+
+printf '{"camera": {}, "render": {"size": [8, 8]}}\n[' >"$work/trailing.json"
+printf '{"camera": {"eye": [0, 0, 5]}, "materials": {"m": {"colour": [1, 0, 0]}}}' >"$work/key.json"
+printf '{"camera": {"fov": "wide"}}' >"$work/value.json"
+printf 'v 0 0 0\nf 1 2 3\n' >"$work/broken.obj"
+printf '{"camera": {}, "geometry": [{"type": "mesh", "file": "broken.obj"}]}' >"$work/obj.json"
+
+sim_env=("LD_LIBRARY_PATH=$sim")
+expect 2 "scene is required" "${sim_env[@]}" --
+expect 2 "--bits" "${sim_env[@]}" -- "$scenes/furnace.json" --bits 12
+expect 2 "--denoise" "${sim_env[@]}" -- "$scenes/furnace.json" --denoise best
+expect 2 "--size: expected WIDTHxHEIGHT" "${sim_env[@]}" -- "$scenes/furnace.json" --size 0x5
+expect 1 'cannot open scene file "nothing.json": No such file or directory' "${sim_env[@]}" -- nothing.json
+expect 1 "trailing.json:2:1: JSON error: syntax error" "${sim_env[@]}" -- trailing.json
+expect 1 'key.json: materials.m: unknown key "colour"' "${sim_env[@]}" -- key.json
+expect 1 "value.json: camera.fov: expected a number" "${sim_env[@]}" -- value.json
+expect 1 'obj.json: geometry[0].file: the OBJ file "broken.obj" has a face past its 1 vertices' "${sim_env[@]}" -- obj.json
+expect 3 "No GPU: CUDA could not start on this machine" "${sim_env[@]}" TREVIX7_SIM_DEVICES= -- "$scenes/furnace.json"
+expect 3 "No GPU or no OptiX" LD_LIBRARY_PATH= -- "$scenes/furnace.json"
+expect 1 'cannot write "/nonexistent/out.png"' "${sim_env[@]}" -- "$scenes/furnace.json" -o /nonexistent/out.png
+expect 0 "wrote out.png (8 x 4)" "${sim_env[@]}" -- "$scenes/furnace.json" -o out.png --size 8x4 --frames 2 \
+    --aov albedo,normal,position,id
+for f in out.png out.albedo.png out.normal.png out.position.exr out.id.png; do
+    if [ -s "$work/$f" ]; then passed=$((passed + 1)); else failed=$((failed + 1)); echo "[FAIL] no $f"; fi
+done
+expect 0 "wrote deep.exr (8 x 8)" "${sim_env[@]}" -- "$scenes/demo.json" -o deep.exr --size 8x8 --frames 1 --bits 16
+
+echo "$passed passed, $failed failed"
+[ "$failed" -eq 0 ]
