@@ -17,9 +17,30 @@ if ! ldconfig -p | grep -q 'libnvoptix\.so\.1'; then
 fi
 nvidia-smi --query-gpu=name,driver_version,compute_cap --format=csv,noheader 2>/dev/null || true
 
+# Debian packages carried from a machine with a network (tools/gpu-debs.sh).
+extra=()
+if ls .debs/*.deb >/dev/null 2>&1; then
+    mkdir -p .deps
+    for deb in .debs/*.deb; do
+        if command -v dpkg >/dev/null; then
+            dpkg -x "$deb" .deps
+        else
+            (tmp=$(mktemp -d) && cd "$tmp" && ar x "$OLDPWD/$deb" && tar xf data.tar.* -C "$OLDPWD/.deps" && rm -rf "$tmp")
+        fi
+    done
+    # The development link of zlib points at the packaging machine's exact version.
+    z=.deps/usr/lib/x86_64-linux-gnu/libz.so
+    if [ -L "$z" ] && [ ! -e "$z" ]; then
+        ln -sf "$(ls /lib/x86_64-linux-gnu/libz.so.1 /usr/lib/x86_64-linux-gnu/libz.so.1 /usr/lib64/libz.so.1 2>/dev/null | head -n 1)" "$z"
+    fi
+    extra=(-DCMAKE_PREFIX_PATH="$PWD/.deps/usr" -DCMAKE_LIBRARY_ARCHITECTURE=x86_64-linux-gnu)
+    export LD_LIBRARY_PATH="$PWD/.deps/usr/lib/x86_64-linux-gnu${LD_LIBRARY_PATH:+:$LD_LIBRARY_PATH}"
+    echo "unpacked $(ls .debs/*.deb | wc -l) carried packages into .deps"
+fi
+
 build=${BUILD_DIR:-build-gpu}
 if ! cmake -S . -B "$build" -G Ninja -DTREVIX7_TESTS=OFF -DTREVIX7_GPU_TESTS=ON \
-        -DCMAKE_BUILD_TYPE=RelWithDebInfo >"$build.configure.log" 2>&1 ||
+        -DCMAKE_BUILD_TYPE=RelWithDebInfo "${extra[@]}" >"$build.configure.log" 2>&1 ||
    ! cmake --build "$build" -j "$(nproc)" >"$build.build.log" 2>&1; then
     tail -n 40 "$build.configure.log" "$build.build.log" 2>/dev/null
     echo "0 passed, 1 failed"
