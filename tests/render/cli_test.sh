@@ -53,5 +53,11 @@ for f in out.png out.albedo.png out.normal.png out.position.exr out.id.png; do
 done
 expect 0 "wrote deep.exr (8 x 8)" "${sim_env[@]}" -- "$scenes/demo.json" -o deep.exr --size 8x8 --frames 1 --bits 16
 
+# Every shipped scene loads and renders.
+for scene in "$scenes"/*.json; do
+    expect 0 "wrote $(basename "$scene" .json).png" "${sim_env[@]}" -- "$scene" -o "$(basename "$scene" .json).png" \
+        --size 8x8 --frames 1
+done
+
 echo "$passed passed, $failed failed"
 [ "$failed" -eq 0 ]
