@@ -47,6 +47,22 @@ bool program(OptixModule module, const char* entry)
     return module ? live(module) && entry && *entry : !entry;
 }
 
+// An entry function that its module's PTX does not declare, or null.
+const char* missingEntry(const OptixProgramGroupDesc& d)
+{
+    const std::pair<OptixModule, const char*> programs[] = {
+        {d.raygen.module, d.raygen.entryFunctionName},
+        {d.hitgroup.moduleCH, d.hitgroup.entryFunctionNameCH},
+        {d.hitgroup.moduleAH, d.hitgroup.entryFunctionNameAH},
+        {d.hitgroup.moduleIS, d.hitgroup.entryFunctionNameIS}};
+    const size_t count = d.kind == OPTIX_PROGRAM_GROUP_KIND_HITGROUP ? 4 : 1;
+    for (size_t i = d.kind == OPTIX_PROGRAM_GROUP_KIND_HITGROUP ? 1 : 0; i < count; ++i)
+        if (programs[i].first && programs[i].second && live(programs[i].first) &&
+            !sim::moduleHasEntry(programs[i].first, programs[i].second))
+            return programs[i].second;
+    return nullptr;
+}
+
 // Built-in intersection modules have no entry; every other program names one.
 bool builtinIs(OptixModule module, const char* entry)
 {
@@ -66,6 +82,11 @@ OptixResult groupCreate(OptixDeviceContext context, const OptixProgramGroupDesc*
     std::vector<sim::GroupRecord> made;
     for (unsigned i = 0; i < count; ++i) {
         const OptixProgramGroupDesc& d = descs[i];
+        if (const char* missing = missingEntry(d)) {
+            sim::writeLog("Unknown entry function \"" + std::string(missing) + "\"", logString,
+                          logStringSize);
+            return OPTIX_ERROR_INVALID_VALUE;
+        }
         sim::GroupRecord r{nullptr, unsigned(d.kind), {}, {}};
         if (d.kind == OPTIX_PROGRAM_GROUP_KIND_RAYGEN || d.kind == OPTIX_PROGRAM_GROUP_KIND_MISS) {
             const OptixProgramGroupSingleModule& m = d.raygen; // the same layout as miss

@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
+#include <map>
 #include <string>
 
 using sim::lock;
@@ -87,6 +88,25 @@ OptixResult contextSetCacheEnabled(OptixDeviceContext context, int enabled)
     return OPTIX_SUCCESS;
 }
 
+// The entry functions (".entry NAME") of each live module made from PTX text
+// that declares any.
+std::map<const void*, std::string>& moduleEntries()
+{
+    static std::map<const void*, std::string> entries;
+    return entries;
+}
+
+} // namespace
+
+bool sim::moduleHasEntry(OptixModule module, const char* entry)
+{
+    const auto found = moduleEntries().find(module);
+    return found == moduleEntries().end() ||
+           found->second.find(std::string(".entry ") + entry + "(") != std::string::npos;
+}
+
+namespace {
+
 // A module is a heap cell holding its device ordinal.
 OptixModule newModule(const Context& c)
 {
@@ -122,6 +142,8 @@ OptixResult moduleCreateFromPTX(OptixDeviceContext context,
     r.text.assign(PTX, PTXsize);
     state().records.modules.push_back(r);
     *module = newModule(c);
+    if (r.text.find(".entry ") != std::string::npos)
+        moduleEntries()[*module] = r.text;
     sim::trace("optix", "optixModuleCreateFromPTX bytes=%zu -> 0", PTXsize);
     return OPTIX_SUCCESS;
 }
@@ -152,6 +174,7 @@ OptixResult moduleDestroy(OptixModule module)
     SIM_OPTIX_INJECT("optixModuleDestroy");
     if (!module || !state().optixObjects.erase(module))
         return OPTIX_ERROR_INVALID_VALUE;
+    moduleEntries().erase(module);
     delete reinterpret_cast<int*>(module);
     sim::trace("optix", "optixModuleDestroy -> 0");
     return OPTIX_SUCCESS;

@@ -15,6 +15,11 @@ OptixResult queryFunctionTable(int abiId, unsigned int numOptions,
 // holds the lock.
 int contextDevice(OptixDeviceContext context);
 
+// Whether a module made from PTX declares the entry function `entry`; a
+// module whose text declares none (as tests make) has every entry. The caller
+// holds the lock.
+bool moduleHasEntry(OptixModule module, const char* entry);
+
 // Fills the acceleration-structure entries of the table (optix_accel_sim.cpp).
 void fillAccelEntries(OptixFunctionTable& table);
 // Fills the program-group and pipeline entries (optix_pipeline_sim.cpp).

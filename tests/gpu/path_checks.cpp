@@ -222,6 +222,5 @@ void checkOwnPrograms(const Check& check, bool simulated)
     kinds(check, simulated);
     twoDevices(check, simulated);
     denoiser(check, simulated);
-    if (!simulated) // the simulated OptiX does not read program files
-        misspelt(check);
+    misspelt(check);
 }
