@@ -1,6 +1,7 @@
 """The Python package on the simulated device, whose camera writes known values:
 colour (x, y, device, frame) and hit position (x + 0.5, y + 0.5, ...) at pixel (x, y)."""
 
+import gc
 import os
 import sys
 import unittest
@@ -31,6 +32,16 @@ class RendererTest(unittest.TestCase):
             r.render(1)
             np.testing.assert_array_equal(image[..., 3], r.image[..., 3])
             self.assertFalse(image.flags.owndata)
+
+    def test_a_view_keeps_its_renderer(self):
+        image = trevix7.Renderer(os.path.join(SCENES, "furnace.json"), width=8, height=4,
+                                 frames=1).render()
+        gc.collect()
+        owner = image  # down the views to the library's memory and its renderer
+        while not hasattr(owner, "renderer"):
+            owner = owner.obj if isinstance(owner, memoryview) else owner.base
+        self.assertNotEqual(owner.renderer.handle, 0)
+        np.testing.assert_array_equal(image[0, :, 0], np.arange(8))
 
     def test_bad_input_raises_with_the_message(self):
         with self.assertRaisesRegex(trevix7.TrevixError, 'cannot open scene file "nothing.json"'):

@@ -62,7 +62,10 @@ def _program_dir(scene_library):
     if os.environ.get("TREVIX7_PROGRAM_DIR"):
         return os.environ["TREVIX7_PROGRAM_DIR"]
     here = os.path.dirname(scene_library)
-    for candidate in (os.path.join(here, "..", "share", "trevix7"), os.path.join(here, "..")):
+    candidates = (os.path.join(here, "..", "share", "trevix7"),  # <prefix>/lib
+                  os.path.join(here, "..", "..", "share", "trevix7"),  # <prefix>/lib/<arch>
+                  os.path.join(here, ".."))  # a build tree
+    for candidate in candidates:
         if os.path.exists(os.path.join(candidate, "cuda", "t7_hit.ptx")):
             return os.path.normpath(candidate)
     return os.path.join(here, "..", "share", "trevix7")
@@ -72,10 +75,11 @@ class _Library:
     """Both libraries' calls as attributes, with their C signatures."""
 
     def __init__(self):
-        scene = _open("libtrevix7_scene.so.0")  # brings libtrevix7.so.0 with it
-        core = _open("libtrevix7.so.0")
+        # The scene reader brings the library with it; both are reached
+        # through its handle, so there is one copy of the library's instances.
+        scene = _open("libtrevix7_scene.so.0")
         for name, (result, arguments) in _SIGNATURES.items():
-            function = getattr(scene if name.startswith("Scene") else core, name)
+            function = getattr(scene, name)
             function.restype, function.argtypes = result, arguments
             setattr(self, name, function)
         self.program_dir = _program_dir(_loaded_path("libtrevix7_scene.so"))

@@ -1,4 +1,8 @@
-"""A renderer instance made from a scene file, with its images as numpy arrays."""
+"""A renderer instance made from a scene file, with its images as numpy arrays.
+
+The arrays are views of the library's memory: the next render() writes into
+them, and close() (or leaving a with block) ends them. Copy what you keep.
+A view keeps its renderer alive."""
 
 import ctypes
 
@@ -24,6 +28,9 @@ class Renderer:
     def __init__(self, scene, width=None, height=None, frames=None, devices=None, denoise=None,
                  aovs=()):
         self.handle = 0
+        for aov in aovs:
+            if aov not in ("albedo", "normal"):
+                raise ValueError("aovs are 'albedo' and 'normal', not %r" % (aov,))
         self._lib = library()
         settings = Settings()
         self._lib.SceneDefaultSettings(ctypes.byref(settings))
@@ -41,9 +48,6 @@ class Renderer:
             raise TrevixError(error.value.decode(errors="replace"))
         self.width, self.height, self.frames = settings.width, settings.height, settings.frames
         self.camera = settings.camera
-        for aov in aovs:
-            if aov not in ("albedo", "normal"):
-                raise ValueError("aovs are 'albedo' and 'normal', not %r" % (aov,))
         self._lib.ApiSetSaveAlbedoState(self.handle, "albedo" in aovs)
         self._lib.ApiSetSaveNormalsState(self.handle, "normal" in aovs)
 
@@ -66,11 +70,15 @@ class Renderer:
         if not getter(self._live(), ctypes.byref(data), ctypes.byref(size), error) or not data.value:
             return None
         count = size.value // ctypes.sizeof(ctype)
-        flat = np.ctypeslib.as_array((ctype * count).from_address(data.value))
-        # The upscaling denoiser doubles the picture in each direction.
-        scale = 2 if count == 4 * self.width * self.height * channels else 1
-        array = flat.reshape(self.height * scale, self.width * scale, channels)
-        return array[::-1] if bottom_up else array  # a view, top row first
+        memory = (ctype * count).from_address(data.value)
+        memory.renderer = self  # the instance lives as long as any view of its memory
+        # The auxiliary images of the upscaling denoiser are half the size.
+        for scale in (1, 2):
+            height, width = self.height // scale, self.width // scale
+            if count == height * width * channels:
+                array = np.ctypeslib.as_array(memory).reshape(height, width, channels)
+                return array[::-1] if bottom_up else array  # a view, top row first
+        raise TrevixError("an image of %d values does not fit %d x %d" % (count, self.width, self.height))
 
     @property
     def image(self):
@@ -99,7 +107,10 @@ class Renderer:
     def geometry_ids(self):
         """The geometry id seen through each pixel (0: none)."""
         ids = self.ids
-        return None if ids is None else ids[..., 0] & _ID_MASK
+        if ids is None:
+            return None
+        kind = ids[..., 0] >> 30  # 1 front, 2 back; 0 background, 3 a light
+        return np.where((kind == 1) | (kind == 2), ids[..., 0] & _ID_MASK, 0)
 
     def close(self):
         if self.handle:

@@ -31,6 +31,8 @@ printf '{"camera": {}, "render": {"size": [8, 8]}}\n[' >"$work/trailing.json"
 printf '{"camera": {"eye": [0, 0, 5]}, "materials": {"m": {"colour": [1, 0, 0]}}}' >"$work/key.json"
 printf '{"camera": {"fov": "wide"}}' >"$work/value.json"
 printf 'v 0 0 0\nf 1 2 3\n' >"$work/broken.obj"
+printf 'v 0 0 0\nv 1 0 0\nv 0 1 0\nvn 0 0 1\nf 1//1 2//1 3//2\n' >"$work/normals.obj"
+printf '{"camera": {}, "geometry": [{"type": "mesh", "file": "normals.obj"}]}' >"$work/normals.json"
 printf '{"camera": {}, "geometry": [{"type": "mesh", "file": "broken.obj"}]}' >"$work/obj.json"
 
 sim_env=("LD_LIBRARY_PATH=$sim")
@@ -43,6 +45,7 @@ expect 1 "trailing.json:2:1: JSON error: syntax error" "${sim_env[@]}" -- traili
 expect 1 'key.json: materials.m: unknown key "colour"' "${sim_env[@]}" -- key.json
 expect 1 "value.json: camera.fov: expected a number" "${sim_env[@]}" -- value.json
 expect 1 'obj.json: geometry[0].file: the OBJ file "broken.obj" has a face past its 1 vertices' "${sim_env[@]}" -- obj.json
+expect 1 'has a face past its 1 normals' "${sim_env[@]}" -- normals.json
 expect 3 "No GPU: CUDA could not start on this machine" "${sim_env[@]}" TREVIX7_SIM_DEVICES= -- "$scenes/furnace.json"
 expect 3 "No GPU or no OptiX" LD_LIBRARY_PATH= -- "$scenes/furnace.json"
 expect 1 'cannot write "/nonexistent/out.png"' "${sim_env[@]}" -- "$scenes/furnace.json" -o /nonexistent/out.png

@@ -60,6 +60,12 @@ TEST_F(SceneFile, BadInputNamesItsPlaceAndReleasesTheInstance)
         {R"({"render": {"size": [0, 10]}, )" + cam + "}", "render.size: the size must not be zero"},
         {R"({"render": {"denoise": "strong"}, )" + cam + "}",
          "render.denoise: \"strong\" is not one of \"none\", \"ldr\", \"hdr\", \"up2\""},
+        {R"({"render": {"frames": 0}, )" + cam + "}", "render.frames: at least one frame"},
+        {R"({"variables": {"tonemap_gamma": 2}, )" + cam + "}", "variables: unknown variable \"tonemap_gamma\""},
+        {R"({"textures": {"t": {"size": [1, 1], "pixels": [[1, 1, 1]]}}, "materials": {"m": {"textures": {"color": [], "normal": ["t"]}}}, )" + cam + "}",
+         "materials.m.textures.normal: every texture array needs the same number of textures"},
+        {R"({"lights": [{"type": "sphere", "emission": [1, 1, 1]}], )" + cam + "}",
+         "lights[0]: missing key \"radius\""},
         {R"({"variables": {"bg_colour": [1, 1, 1]}, )" + cam + "}",
          "variables: unknown variable \"bg_colour\""},
         {R"({"variables": {"path_seg_range": [2, -1]}, )" + cam + "}",
@@ -120,7 +126,9 @@ TEST_F(SceneFile, MeshesAndTexturesReachTheLibraryAsWritten)
       "geometry": [{"type": "mesh", "name": "quad", "material": "m", "file": "quad.obj"},
                    {"type": "parallelepipeds", "name": "box", "corners": [[1, 1, 0]],
                     "a": [[1, 0, 0]], "b": [[0, 1, 0]], "c": [[0, 0, 1]],
-                    "transform": {"scale": 2, "rotate": [90, 0, 0, 1], "translate": [0, -1, 1]}}],
+                    "transform": {"scale": 2, "rotate": [90, 0, 0, 1], "translate": [0, -1, 1]}},
+                   {"type": "parallelograms", "name": "mirrored", "corners": [[0, 0, 0]],
+                    "a": [[1, 0, 0]], "b": [[0, 1, 0]], "transform": {"scale": [-1, 1, 1]}}],
       "camera": {"program": "thinlens", "aperture": 0.1}
     })");
     trevix7_scene_settings s;
@@ -137,7 +145,7 @@ TEST_F(SceneFile, MeshesAndTexturesReachTheLibraryAsWritten)
     char message[4096] = {};
     EXPECT_EQ(l.settings.width, 32u);
     EXPECT_EQ(l.settings.frames, 7u); // the caller's count wins
-    ASSERT_EQ(l.geometry.size(), 2u);
+    ASSERT_EQ(l.geometry.size(), 3u);
     EXPECT_NE(l.geometry["quad"], l.geometry["box"]);
 
     // The transform moves points and turns edge vectors.
@@ -149,6 +157,9 @@ TEST_F(SceneFile, MeshesAndTexturesReachTheLibraryAsWritten)
         EXPECT_NEAR(corner[i], wantCorner[i], 1e-6) << i;
         EXPECT_NEAR(a[i], wantA[i], 1e-6) << i;
     }
+    // A mirror swaps the edges, so a x b still faces +z.
+    ASSERT_TRUE(ApiDownloadGeometryBuffer(l.handle, l.geometry["mirrored"], 2, 1, a, message)) << message;
+    EXPECT_TRUE(a[0] == 0 && a[1] == 1 && a[2] == 0) << a[0] << " " << a[1] << " " << a[2];
     EXPECT_GE(ApiLaunch(l.handle, 1, 0xFFFFFFFFu, message), 0) << message;
 }
 

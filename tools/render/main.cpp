@@ -18,6 +18,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cmath>
 #include <cstdio>
 #include <cstring>
 #include <fstream>
@@ -83,11 +84,29 @@ std::vector<float> floats(const void* data, unsigned w, unsigned h, bool bottomU
     return out;
 }
 
-// A float image as 8- or 16-bit RGBA, clamped to [0, 1]; normals as (n + 1) / 2.
-std::vector<unsigned char> quantise(const std::vector<float>& f, unsigned bits, bool normal)
+// The size of an image of `pixels`: the render's, or half of it in each
+// direction (the auxiliary images of the upscaling denoiser).
+bool imageSize(size_t pixels, const trevix7_scene_settings& s, unsigned& w, unsigned& h)
+{
+    for (unsigned f : {1u, 2u})
+        if (pixels == size_t(s.width / f) * (s.height / f)) {
+            w = s.width / f;
+            h = s.height / f;
+            return true;
+        }
+    return false;
+}
+
+// A float image as 8- or 16-bit RGBA, clamped to [0, 1]; unit normals as (n + 1) / 2.
+std::vector<unsigned char> quantise(std::vector<float> f, unsigned bits, bool normal)
 {
     const size_t bytes = bits / 8;
     std::vector<unsigned char> out(f.size() * bytes);
+    for (size_t i = 0; normal && i < f.size(); i += 4) {
+        const float n = std::sqrt(f[i] * f[i] + f[i + 1] * f[i + 1] + f[i + 2] * f[i + 2]);
+        for (size_t k = 0; k < 3 && n > 0; ++k)
+            f[i + k] /= n;
+    }
     for (size_t i = 0; i < f.size(); ++i) {
         float v = normal && i % 4 != 3 ? (f[i] + 1) / 2 : f[i];
         v = std::min(1.0f, std::max(0.0f, v));
@@ -182,9 +201,12 @@ int run(const Options& o)
             problem = "cannot read the image for \"" + path + "\": " + error;
             return;
         }
-        // Twice the size in each direction after the upscaling denoiser.
-        const unsigned f = unsigned(size) / 16 == 4u * s.width * s.height ? 2 : 1;
-        const unsigned w = s.width * f, ht = s.height * f;
+        unsigned w = 0, ht = 0;
+        if (!imageSize(size_t(size) / 16, s, w, ht)) {
+            ok = false;
+            problem = "the image for \"" + path + "\" has an unexpected size";
+            return;
+        }
         ok = write(path, w, ht, floats(data, w, ht, bottomUp), asExr, o.bits, isNormal, problem);
         if (ok)
             std::printf("wrote %s (%u x %u)\n", path.c_str(), w, ht);
@@ -201,15 +223,20 @@ int run(const Options& o)
         // The geometry id of each pixel, as a 16-bit grey image.
         void* data = nullptr;
         int size = 0;
-        ok = ApiGetIdBuffer(h, &data, &size, error) && data;
-        const unsigned w = ok ? unsigned(size) / 8 / s.height : 0;
-        std::vector<unsigned short> ids(size_t(w) * s.height);
-        for (size_t i = 0; i < ids.size(); ++i)
-            ids[i] = (unsigned short)(static_cast<const unsigned*>(data)[2 * i] & TREVIX7_ID_MASK);
+        unsigned w = 0, ht = 0;
+        ok = ApiGetIdBuffer(h, &data, &size, error) && data && imageSize(size_t(size) / 8, s, w, ht);
+        std::vector<unsigned short> ids(size_t(w) * ht);
+        for (size_t i = 0; i < ids.size(); ++i) {
+            const unsigned word = static_cast<const unsigned*>(data)[2 * i];
+            const unsigned kind = word >> TREVIX7_ID_KIND_SHIFT;
+            ids[i] = kind == TREVIX7_ID_FRONT || kind == TREVIX7_ID_BACK
+                         ? (unsigned short)std::min(word & TREVIX7_ID_MASK, 65535u)
+                         : 0;
+        }
         const std::string path = sideFile(o.output, "id", ".png");
-        ok = ok && render::writePng(path, w, s.height, 1, 16, ids.data(), problem);
+        ok = ok && render::writePng(path, w, ht, 1, 16, ids.data(), problem);
         if (ok)
-            std::printf("wrote %s (%u x %u)\n", path.c_str(), w, s.height);
+            std::printf("wrote %s (%u x %u)\n", path.c_str(), w, ht);
     }
     std::printf("%u frames of %u x %u in %.2f s, %.3g samples/s\n", done, s.width, s.height,
                 progress.seconds(), double(done) * s.width * s.height / progress.seconds());

@@ -36,7 +36,8 @@ struct Builder {
     void materialsSection(const Node& n);
     void geometrySection(const Node& n);
     void lights(const Node& n);
-    void environment(const Node& n);
+    void environmentColors(const Node& n);
+    void environmentTexture(const Node& n);
     unsigned camera(const Node& n);
     void postprocessing(const Node& n, bool present);
 

@@ -22,6 +22,7 @@ struct Transform {
     f3 t = {0, 0, 0};
     float radiusScale = 1; // cube root of the volume scale
 
+    Transform() = default;
     explicit Transform(const Node& g)
     {
         if (!g.has("transform"))
@@ -57,6 +58,24 @@ struct Transform {
         return {m[0][0] * v.x + m[0][1] * v.y + m[0][2] * v.z,
                 m[1][0] * v.x + m[1][1] * v.y + m[1][2] * v.z,
                 m[2][0] * v.x + m[2][1] * v.y + m[2][2] * v.z};
+    }
+    // Normals take the inverse transpose (the cofactor matrix, up to scale).
+    f3 normal(f3 n) const
+    {
+        auto c = [&](int i, int j) {
+            const int i1 = (i + 1) % 3, i2 = (i + 2) % 3, j1 = (j + 1) % 3, j2 = (j + 2) % 3;
+            return m[i1][j1] * m[i2][j2] - m[i1][j2] * m[i2][j1];
+        };
+        return {c(0, 0) * n.x + c(0, 1) * n.y + c(0, 2) * n.z,
+                c(1, 0) * n.x + c(1, 1) * n.y + c(1, 2) * n.z,
+                c(2, 0) * n.x + c(2, 1) * n.y + c(2, 2) * n.z};
+    }
+    // A mirroring transform turns faces inside out unless their order turns too.
+    bool mirrors() const
+    {
+        return m[0][0] * (m[1][1] * m[2][2] - m[1][2] * m[2][1]) -
+                   m[0][1] * (m[1][0] * m[2][2] - m[1][2] * m[2][0]) +
+                   m[0][2] * (m[1][0] * m[2][1] - m[1][1] * m[2][0]) < 0;
     }
     f3 point(f3 p) const
     {
@@ -149,14 +168,20 @@ Mesh readObj(const Node& file, const std::string& path)
         }
     if (m.faces.empty())
         file.fail("the OBJ file \"" + path + "\" has no faces");
-    for (const trevix7_uint3& f : m.faces)
-        if (std::max(f.x, std::max(f.y, f.z)) >= m.vertices.size())
-            file.fail("the OBJ file \"" + path + "\" has a face past its " +
-                      std::to_string(m.vertices.size()) + " vertices");
     if (!allNormals)
         m.normals.clear(), m.normalFaces.clear();
     if (!allUvs)
         m.uvs.clear(), m.uvFaces.clear();
+    // The reader only warns about indices past their arrays.
+    const std::pair<const std::vector<trevix7_uint3>*, std::pair<size_t, const char*>> indexed[] = {
+        {&m.faces, {m.vertices.size(), "vertices"}},
+        {&m.normalFaces, {m.normals.size(), "normals"}},
+        {&m.uvFaces, {m.uvs.size(), "texture coordinates"}}};
+    for (const auto& [faces, limit] : indexed)
+        for (const trevix7_uint3& f : *faces)
+            if (std::max(f.x, std::max(f.y, f.z)) >= limit.first)
+                file.fail("the OBJ file \"" + path + "\" has a face past its " +
+                          std::to_string(limit.first) + " " + limit.second);
     return m;
 }
 
@@ -179,13 +204,13 @@ void Builder::geometrySection(const Node& n)
                 m = readObj(g["file"], path(g["file"].text()));
                 for (f3& v : m.vertices)
                     v = x.point(v);
-                for (f3& v : m.normals)
-                    v = x.vector(v);
             } else {
                 m.vertices = points(g["vertices"], x);
                 m.faces = triples(g["faces"], m.vertices.size());
+                if (m.faces.empty())
+                    g["faces"].fail("a mesh needs at least one face");
                 if (g.has("normals")) {
-                    m.normals = points(g["normals"], x, false);
+                    m.normals = points(g["normals"], Transform(), false);
                     sameCount(g["normals"], m.normals, m.vertices.size());
                     m.normalFaces = m.faces;
                 }
@@ -196,6 +221,12 @@ void Builder::geometrySection(const Node& n)
                     sameCount(g["uv"], m.uvs, m.vertices.size());
                 }
             }
+            for (f3& n : m.normals)
+                n = x.normal(n);
+            if (x.mirrors())
+                for (auto* faces : {&m.faces, &m.normalFaces, &m.uvFaces})
+                    for (trevix7_uint3& f : *faces)
+                        std::swap(f.y, f.z);
             // Slots: vertices, faces, and normals and coordinates with their indices.
             std::vector<unsigned> slots = {0, 2}, sizes = {12, 12};
             if (!m.normals.empty())
@@ -290,6 +321,8 @@ void Builder::geometrySection(const Node& n)
                 add("corners", true, 0), add("a", false, 2), add("b", false, 3);
                 if (k == 4)
                     add("c", false, 4);
+                else if (x.mirrors()) // keep the side that a x b faces
+                    std::swap(vectors[1], vectors[2]);
             }
             for (auto& v : vectors)
                 data.push_back(v.data());

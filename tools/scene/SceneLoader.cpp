@@ -32,6 +32,8 @@ Settings settings(const Node& top, const trevix7_scene_settings& o)
                 size.fail("the size must not be zero");
         }
         s.frames = r.count("frames", s.frames);
+        if (!s.frames)
+            r["frames"].fail("at least one frame");
         if (r.has("devices"))
             s.devices = r["devices"].counts();
         if (r.has("denoise")) {
@@ -44,8 +46,12 @@ Settings settings(const Node& top, const trevix7_scene_settings& o)
     s.frames = o.frames ? o.frames : s.frames;
     if (o.devices)
         s.devices.assign(o.devices, o.devices + o.device_count);
-    if (o.denoise >= 0)
+    if (o.denoise >= 0) {
+        if (o.denoise != 0 && (o.denoise < int(POSTPROC_DENOISER_LDR) || o.denoise > int(POSTPROC_DENOISER_UP2)))
+            throw SceneError("the denoiser must be 0 or POSTPROC_DENOISER_LDR, _HDR or _UP2, not " +
+                             std::to_string(o.denoise));
         s.denoise = o.denoise;
+    }
     return s;
 }
 
@@ -71,56 +77,47 @@ void denoiser(unsigned handle, const Node& top, int kind)
 
 void Builder::variables(const Node& n)
 {
-    // Each variable the library knows, by its kind.
-    enum Kind { Int, Uint, Uint2, Float, Float3 };
-    static const std::pair<const char*, Kind> kKnown[] = {
-        {"path_seg_range", Uint2},     {"scene_epsilon", Float},      {"tonemap_gamma", Float},
-        {"tonemap_exposure", Float},   {"denoiser_blend", Float},     {"ambient_color", Float3},
-        {"bg_color", Float3},          {"bad_color", Float3},         {"levels_low_range", Float3},
-        {"levels_high_range", Float3}, {"denoiser_kind", Int},        {"denoiser_start", Uint}};
-    std::vector<std::string> names[5];
-    std::vector<int> ints;
-    std::vector<unsigned> uints;
+    // The variables no other key sets (the post-processing stages and the
+    // denoiser keys set the rest).
+    std::vector<const char*> uint2Names, floatNames, float3Names;
     std::vector<trevix7_uint2> uint2s;
     std::vector<float> floats;
     std::vector<trevix7_float3> float3s;
-    for (const std::string& name : n.names()) {
+    const std::vector<std::string> names = n.names();
+    for (const std::string& name : names) {
         const Node v = n.member(name);
-        const auto* known = std::find_if(std::begin(kKnown), std::end(kKnown),
-                                         [&](const auto& k) { return name == k.first; });
-        if (known == std::end(kKnown))
-            n.fail("unknown variable \"" + name + "\"");
-        names[known->second].push_back(name);
-        switch (known->second) {
-        case Int: ints.push_back(int(v.number())); break;
-        case Uint: uints.push_back(v.count()); break;
-        case Uint2: {
+        if (name == "path_seg_range") {
             if (v.size() != 2)
                 v.fail("expected 2 whole numbers");
+            uint2Names.push_back(name.c_str());
             uint2s.push_back({v[0].count(), v[1].count()});
-            break;
-        }
-        case Float: floats.push_back(v.number()); break;
-        case Float3: float3s.push_back(v.vec3()); break;
+        } else if (name == "scene_epsilon") {
+            floatNames.push_back(name.c_str());
+            floats.push_back(v.number());
+        } else if (name == "ambient_color" || name == "bg_color" || name == "bad_color") {
+            float3Names.push_back(name.c_str());
+            float3s.push_back(v.vec3());
+        } else {
+            n.fail("unknown variable \"" + name + "\"");
         }
     }
-    std::vector<const char*> p[5];
-    for (int k = 0; k < 5; ++k)
-        for (const std::string& s : names[k])
-            p[k].push_back(s.c_str());
-    ApiUpdateVariables(handle, p[Int].data(), ints.data(), ints.size(), p[Uint].data(),
-                       uints.data(), uints.size(), p[Uint2].data(), uint2s.data(), uint2s.size(),
-                       p[Float].data(), floats.data(), floats.size(), nullptr, nullptr, 0,
-                       p[Float3].data(), float3s.data(), float3s.size());
+    ApiUpdateVariables(handle, nullptr, nullptr, 0, nullptr, nullptr, 0, uint2Names.data(),
+                       uint2s.data(), uint2s.size(), floatNames.data(), floats.data(),
+                       floats.size(), nullptr, nullptr, 0, float3Names.data(), float3s.data(),
+                       float3s.size());
 }
 
-void Builder::environment(const Node& n)
+void Builder::environmentColors(const Node& n)
 {
     n.keys({"color", "texture", "ambient"});
     const char* names[] = {"bg_color", "ambient_color"};
     trevix7_float3 values[] = {n.vec3("color", {0, 0, 0}), n.vec3("ambient", {0, 0, 0})};
     ApiUpdateVariables(handle, nullptr, nullptr, 0, nullptr, nullptr, 0, nullptr, nullptr, 0,
                        nullptr, nullptr, 0, nullptr, nullptr, 0, names, values, 2);
+}
+
+void Builder::environmentTexture(const Node& n)
+{
     if (n.has("texture"))
         check(ApiSetBackgroundTexture(handle, texture(n["texture"])), n["texture"]);
 }
@@ -216,6 +213,11 @@ Loaded load(const std::string& path, const trevix7_scene_settings& overrides)
     if (!b.handle)
         throw SceneError(b.message[0] ? b.message : "the renderer could not be created");
     try {
+        // The environment's colours (black unless given) before the
+        // variables, which may name them too.
+        const nlohmann::json none = nlohmann::json::object();
+        const Node environment = top.has("environment") ? top["environment"] : Node(none, path, "environment");
+        b.environmentColors(environment);
         if (top.has("variables"))
             b.variables(top["variables"]);
         if (top.has("textures"))
@@ -226,8 +228,7 @@ Loaded load(const std::string& path, const trevix7_scene_settings& overrides)
             b.geometrySection(top["geometry"]);
         if (top.has("lights"))
             b.lights(top["lights"]);
-        if (top.has("environment"))
-            b.environment(top["environment"]);
+        b.environmentTexture(environment);
         if (!top.has("camera"))
             top.fail("missing key \"camera\"");
         out.camera = b.camera(top["camera"]);
@@ -248,6 +249,8 @@ Loaded load(const std::string& path, const trevix7_scene_settings& overrides)
 
 void SceneDefaultSettings(trevix7_scene_settings* settings)
 {
+    if (!settings)
+        return;
     std::memset(settings, 0, sizeof(*settings));
     settings->denoise = -1;
 }
@@ -268,6 +271,9 @@ unsigned int SceneLoadFile(const char* path, trevix7_scene_settings* settings, c
     } catch (const std::exception& e) {
         if (error)
             std::snprintf(error, 4096, "%s", e.what());
-        return 0;
+    } catch (...) {
+        if (error)
+            std::snprintf(error, 4096, "the scene could not be loaded");
     }
+    return 0;
 }

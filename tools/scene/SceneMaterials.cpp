@@ -97,6 +97,7 @@ void Builder::materialsSection(const Node& n)
         // Texture arrays: every array given has the same count.
         std::vector<unsigned> arrays[4];
         size_t textureCount = 0;
+        bool first = true;
         if (m.has("textures")) {
             const Node t = m["textures"];
             t.keys({"color", "roughness", "metalness", "normal"});
@@ -105,9 +106,10 @@ void Builder::materialsSection(const Node& n)
                 if (t.has(kinds[k])) {
                     for (size_t i = 0; i < t[kinds[k]].size(); ++i)
                         arrays[k].push_back(texture(t[kinds[k]][i]));
-                    if (textureCount && arrays[k].size() != textureCount)
+                    if (!first && arrays[k].size() != textureCount)
                         t[kinds[k]].fail("every texture array needs the same number of textures");
                     textureCount = arrays[k].size();
+                    first = false;
                 }
         }
         const std::string radiance = m.text("radiance", "t7_hit.cu::__closesthit__radiance");
@@ -157,7 +159,7 @@ void Builder::lights(const Node& n)
         const float degrees = float(M_PI) / 180.0f;
         r.light.emission = l["emission"].vec3();
         r.light.position = l.vec3("position", {0, 0, 0});
-        r.light.radius = l.number("radius", 0);
+        r.light.radius = r.light.type == TREVIX7_LIGHT_SPHERE ? l["radius"].number() : 0;
         r.light.direction = l.vec3("direction", {0, -1, 0});
         r.light.cos_inner = std::cos(l.number("inner", 30) * degrees);
         r.light.cos_outer = std::cos(l.number("outer", 45) * degrees);
