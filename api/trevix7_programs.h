@@ -3,8 +3,9 @@
  * unchanged; a host that renders with our programs fills them as described
  * here. Compiles as C99 and as C++.
  *
- * The programs, as a host names them (the files lie in <build>/cuda and in
- * the installed cuda/ directory beside the library):
+ * The programs, as a host names them (the files lie in <build>/cuda, and in
+ * <prefix>/share/trevix7/cuda once installed: give ApiSetupLibraryDir the
+ * directory above cuda/):
  *
  *   camera         "t7_camera.cu::__raygen__pinhole", "t7_camera.cu::__raygen__thinlens"
  *   miss           "t7_miss.cu::__miss__environment"
