@@ -129,6 +129,71 @@ bool write(const std::string& path, unsigned w, unsigned h, const std::vector<fl
     return render::writePng(path, w, h, 4, bits, q.data(), error);
 }
 
+using Getter = bool (*)(unsigned, void**, int*, char*);
+
+// A library image of `pixelBytes` a pixel and its size, or false with the reason.
+bool fetch(unsigned h, Getter get, size_t pixelBytes, const trevix7_scene_settings& s,
+           const std::string& path, const void*& data, unsigned& w, unsigned& ht,
+           std::string& problem)
+{
+    char error[4096] = {};
+    void* p = nullptr;
+    int size = 0;
+    if (!get(h, &p, &size, error) || !p) {
+        problem = "cannot read the image for \"" + path + "\": " + error;
+        return false;
+    }
+    data = p;
+    if (!imageSize(size_t(size) / pixelBytes, s, w, ht)) {
+        problem = "the image for \"" + path + "\" has an unexpected size";
+        return false;
+    }
+    return true;
+}
+
+// The picture, then each auxiliary image the options ask for in its own file.
+bool writeImages(unsigned h, const trevix7_scene_settings& s, const Options& o, std::string& problem)
+{
+    const bool exr = o.exr || endsWith(o.output, ".exr");
+    const std::string ext = exr ? ".exr" : ".png";
+    auto wanted = [&](const char* aov) { return std::count(o.aovs.begin(), o.aovs.end(), aov) > 0; };
+    auto written = [](const std::string& path, unsigned w, unsigned ht) {
+        std::printf("wrote %s (%u x %u)\n", path.c_str(), w, ht);
+        return true;
+    };
+    auto image = [&](Getter get, const std::string& path, bool bottomUp, bool asExr, bool isNormal) {
+        const void* data = nullptr;
+        unsigned w = 0, ht = 0;
+        return fetch(h, get, 16, s, path, data, w, ht, problem) &&
+               write(path, w, ht, floats(data, w, ht, bottomUp), asExr, o.bits, isNormal, problem) &&
+               written(path, w, ht);
+    };
+    // The geometry id of each surface pixel, as a 16-bit grey image.
+    auto ids = [&](const std::string& path) {
+        const void* data = nullptr;
+        unsigned w = 0, ht = 0;
+        if (!fetch(h, ApiGetIdBuffer, 8, s, path, data, w, ht, problem))
+            return false;
+        std::vector<unsigned short> grey(size_t(w) * ht);
+        for (size_t i = 0; i < grey.size(); ++i) {
+            const unsigned word = static_cast<const unsigned*>(data)[2 * i];
+            const unsigned kind = word >> TREVIX7_ID_KIND_SHIFT;
+            grey[i] = kind == TREVIX7_ID_FRONT || kind == TREVIX7_ID_BACK
+                          ? (unsigned short)std::min(word & TREVIX7_ID_MASK, 65535u)
+                          : 0;
+        }
+        return render::writePng(path, w, ht, 1, 16, grey.data(), problem) && written(path, w, ht);
+    };
+    return image(ApiGetRawOutputBuffer, o.output, true, exr, false) &&
+           (!wanted("albedo") ||
+            image(ApiGetAlbedoBuffer, sideFile(o.output, "albedo", ext), true, exr, false)) &&
+           (!wanted("normal") ||
+            image(ApiGetNormalBuffer, sideFile(o.output, "normal", ext), true, exr, true)) &&
+           (!wanted("position") ||
+            image(ApiGetHitPosBuffer, sideFile(o.output, "position", ".exr"), false, true, false)) &&
+           (!wanted("id") || ids(sideFile(o.output, "id", ".png")));
+}
+
 int run(const Options& o)
 {
     if (!std::ifstream(o.scene))
@@ -155,11 +220,9 @@ int run(const Options& o)
     const unsigned h = SceneLoadFile(o.scene.c_str(), &s, error);
     if (!h)
         return fail(error);
-    const bool albedo = std::count(o.aovs.begin(), o.aovs.end(), "albedo") > 0;
-    const bool normal = std::count(o.aovs.begin(), o.aovs.end(), "normal") > 0;
-    if (albedo)
+    if (std::count(o.aovs.begin(), o.aovs.end(), "albedo"))
         ApiSetSaveAlbedoState(h, true);
-    if (normal)
+    if (std::count(o.aovs.begin(), o.aovs.end(), "normal"))
         ApiSetSaveNormalsState(h, true);
 
     // Batches that take about a quarter of a second each, for the progress line.
@@ -185,63 +248,12 @@ int run(const Options& o)
     }
     progress.finish(done);
 
-    // The images: the picture, then each auxiliary image in its own file.
-    const bool exr = o.exr || endsWith(o.output, ".exr");
-    std::vector<std::pair<std::string, bool>> written;
-    bool ok = true;
     std::string problem;
-    auto image = [&](bool (*get)(unsigned, void**, int*, char*), const std::string& path,
-                     bool bottomUp, bool asExr, bool isNormal) {
-        void* data = nullptr;
-        int size = 0;
-        if (!ok)
-            return;
-        if (!get(h, &data, &size, error) || !data) {
-            ok = false;
-            problem = "cannot read the image for \"" + path + "\": " + error;
-            return;
-        }
-        unsigned w = 0, ht = 0;
-        if (!imageSize(size_t(size) / 16, s, w, ht)) {
-            ok = false;
-            problem = "the image for \"" + path + "\" has an unexpected size";
-            return;
-        }
-        ok = write(path, w, ht, floats(data, w, ht, bottomUp), asExr, o.bits, isNormal, problem);
-        if (ok)
-            std::printf("wrote %s (%u x %u)\n", path.c_str(), w, ht);
-    };
-    image(ApiGetRawOutputBuffer, o.output, true, exr, false);
-    const std::string ext = exr ? ".exr" : ".png";
-    if (albedo)
-        image(ApiGetAlbedoBuffer, sideFile(o.output, "albedo", ext), true, exr, false);
-    if (normal)
-        image(ApiGetNormalBuffer, sideFile(o.output, "normal", ext), true, exr, true);
-    if (std::count(o.aovs.begin(), o.aovs.end(), "position"))
-        image(ApiGetHitPosBuffer, sideFile(o.output, "position", ".exr"), false, true, false);
-    if (ok && std::count(o.aovs.begin(), o.aovs.end(), "id")) {
-        // The geometry id of each pixel, as a 16-bit grey image.
-        void* data = nullptr;
-        int size = 0;
-        unsigned w = 0, ht = 0;
-        ok = ApiGetIdBuffer(h, &data, &size, error) && data && imageSize(size_t(size) / 8, s, w, ht);
-        std::vector<unsigned short> ids(size_t(w) * ht);
-        for (size_t i = 0; i < ids.size(); ++i) {
-            const unsigned word = static_cast<const unsigned*>(data)[2 * i];
-            const unsigned kind = word >> TREVIX7_ID_KIND_SHIFT;
-            ids[i] = kind == TREVIX7_ID_FRONT || kind == TREVIX7_ID_BACK
-                         ? (unsigned short)std::min(word & TREVIX7_ID_MASK, 65535u)
-                         : 0;
-        }
-        const std::string path = sideFile(o.output, "id", ".png");
-        ok = ok && render::writePng(path, w, ht, 1, 16, ids.data(), problem);
-        if (ok)
-            std::printf("wrote %s (%u x %u)\n", path.c_str(), w, ht);
-    }
+    const bool ok = writeImages(h, s, o, problem);
     std::printf("%u frames of %u x %u in %.2f s, %.3g samples/s\n", done, s.width, s.height,
                 progress.seconds(), double(done) * s.width * s.height / progress.seconds());
     ApiDestroyPathTracer(h, nullptr);
-    return ok ? 0 : fail(problem.empty() ? std::string(error) : problem);
+    return ok ? 0 : fail(problem);
 }
 
 } // namespace

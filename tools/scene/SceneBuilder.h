@@ -39,7 +39,7 @@ struct Builder {
     void environmentColors(const Node& n);
     void environmentTexture(const Node& n);
     unsigned camera(const Node& n);
-    void postprocessing(const Node& n, bool present);
+    void postprocessing(const Node& n);
 
 private:
     static unsigned lookup(const std::map<std::string, unsigned>& names, const Node& n,

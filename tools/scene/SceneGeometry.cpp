@@ -110,9 +110,9 @@ std::vector<float> radii(const Node& g, size_t count, const Transform& x)
     return r;
 }
 
-template <typename T> void sameCount(const Node& n, const std::vector<T>& v, size_t count)
+void sameCount(const Node& n, size_t have, size_t count)
 {
-    if (v.size() != count)
+    if (have != count)
         n.fail("expected " + std::to_string(count) + " entries, as many as the first array");
 }
 
@@ -185,6 +185,167 @@ Mesh readObj(const Node& file, const std::string& path)
     return m;
 }
 
+// Each kind: its geometry made and filled, or an error at `g`; gives the id.
+
+int mesh(Builder& b, const Node& g, unsigned mat, const Transform& x)
+{
+    g.keys({"type", "name", "material", "color", "transform", "file", "vertices", "faces",
+            "normals", "uv"});
+    Mesh m;
+    if (g.has("file")) {
+        m = readObj(g["file"], b.path(g["file"].text()));
+        for (f3& v : m.vertices)
+            v = x.point(v);
+    } else {
+        m.vertices = points(g["vertices"], x);
+        m.faces = triples(g["faces"], m.vertices.size());
+        if (m.faces.empty())
+            g["faces"].fail("a mesh needs at least one face");
+        if (g.has("normals")) {
+            m.normals = points(g["normals"], Transform(), false);
+            sameCount(g["normals"], m.normals.size(), m.vertices.size());
+            m.normalFaces = m.faces;
+        }
+        if (g.has("uv")) {
+            const std::vector<float> uv = g["uv"].vectors(2);
+            for (size_t k = 0; k < uv.size(); k += 2)
+                m.uvs.push_back({uv[k], uv[k + 1]});
+            sameCount(g["uv"], m.uvs.size(), m.vertices.size());
+        }
+    }
+    for (f3& n : m.normals)
+        n = x.normal(n);
+    if (x.mirrors())
+        for (auto* faces : {&m.faces, &m.normalFaces, &m.uvFaces})
+            for (trevix7_uint3& f : *faces)
+                std::swap(f.y, f.z);
+    // Slots: vertices, faces, and normals and coordinates with their indices.
+    std::vector<unsigned> slots = {0, 2}, sizes = {12, 12};
+    if (!m.normals.empty())
+        slots.insert(slots.end(), {3, 4}), sizes.insert(sizes.end(), {12, 12});
+    if (!m.uvs.empty())
+        slots.insert(slots.end(), {5, 6}), sizes.insert(sizes.end(), {8, 12});
+    if (m.uvFaces.empty() && !m.uvs.empty())
+        m.uvFaces = m.faces; // inline coordinates follow the vertices
+    const int id = ApiSetupTrianglesGeometry(b.handle, geoPrimitives0, slots.data(), sizes.data(),
+                                             unsigned(slots.size()), mat, b.message);
+    b.check(id > 0 &&
+                ApiUploadGeometryMeshFaces(b.handle, unsigned(id), m.vertices.data(),
+                                           unsigned(m.vertices.size()), m.faces.data(),
+                                           unsigned(m.faces.size()), b.message) &&
+                (m.normals.empty() ||
+                 ApiUploadGeometryMeshNormals(b.handle, unsigned(id), m.normals.data(),
+                                              unsigned(m.normals.size()), m.normalFaces.data(),
+                                              unsigned(m.normalFaces.size()), b.message)) &&
+                (m.uvs.empty() ||
+                 ApiUploadGeometryMeshTexCoords(b.handle, unsigned(id), m.uvs.data(),
+                                                unsigned(m.uvs.size()), m.uvFaces.data(),
+                                                unsigned(m.uvFaces.size()), b.message)),
+            g);
+    return id;
+}
+
+int curves(Builder& b, const Node& g, unsigned mat, const Transform& x)
+{
+    g.keys({"type", "name", "material", "color", "transform", "basis", "points", "radii",
+            "radius", "segments"});
+    static const geoPrimirivesType kBases[] = {geoBSplineLinear, geoBSplineQuadratic,
+                                               geoBSplineCubic, geoBSplineCatmullRom};
+    const unsigned basis =
+        g.has("basis") ? g["basis"].choice({"linear", "quadratic", "cubic", "catmull-rom"}) : 2;
+    std::vector<f3> p = points(g["points"], x);
+    std::vector<float> r = radii(g, p.size(), x);
+    const unsigned per = basis == 0 ? 2 : basis == 1 ? 3 : 4;
+    std::vector<unsigned> segments;
+    if (g.has("segments")) {
+        segments = g["segments"].counts();
+        for (unsigned s : segments)
+            if (size_t(s) + per > p.size())
+                g["segments"].fail("segment " + std::to_string(s) + " runs past the last point");
+    } else {
+        for (unsigned s = 0; s + per <= p.size(); ++s)
+            segments.push_back(s);
+    }
+    if (segments.empty())
+        g["points"].fail("too few points for one segment");
+    const unsigned slots[] = {0, 2, 4}, sizes[] = {12, 4, 4}, pointSlots[] = {0, 4};
+    void* data[] = {p.data(), r.data()};
+    const int id =
+        ApiSetupBSplinesGeometry(b.handle, kBases[basis], slots, sizes, 3, mat, b.message);
+    b.check(id > 0 &&
+                ApiUploadGeometryBuffers(b.handle, unsigned(id), unsigned(p.size()), pointSlots,
+                                         data, 2, b.message) &&
+                ApiUploadGeometryBSplineIdx(b.handle, unsigned(id), segments.data(),
+                                            unsigned(segments.size()), b.message),
+            g);
+    return id;
+}
+
+// The custom kinds, k in the order of kTypes: one array per slot, one
+// element per primitive.
+int customPrimitives(Builder& b, const Node& g, unsigned k, unsigned mat, const Transform& x)
+{
+    static const geoPrimirivesType kTypes[] = {geoParticleSet, geoParticleSetTex, geoBezier,
+                                               geoParallelograms, geoParallelepipeds};
+    static const char* const kPrograms[] = {"particles", "particles_tex", "bezier",
+                                            "parallelograms", "parallelepipeds"};
+    std::vector<std::vector<f3>> vectors;
+    std::vector<float> r; // a radius per primitive, or a tube's start and end radius
+    std::vector<unsigned> slots, sizes;
+    std::vector<void*> data;
+    auto add = [&](const char* key, bool isPoint, unsigned slot) {
+        vectors.push_back(points(g[key], x, isPoint));
+        if (vectors.size() > 1)
+            sameCount(g[key], vectors.back().size(), vectors.front().size());
+        slots.push_back(slot);
+        sizes.push_back(12);
+    };
+    if (k <= 1) {
+        g.keys({"type", "name", "material", "color", "transform", "displacement",
+                "intersection", "centers", "radii", "radius", "u_axes", "v_axes"});
+        add("centers", true, 0);
+        if (k == 1)
+            add("u_axes", false, 2), add("v_axes", false, 3);
+        r = radii(g, vectors[0].size(), x);
+        slots.push_back(4), sizes.push_back(4);
+    } else if (k == 2) {
+        g.keys({"type", "name", "material", "color", "transform", "displacement",
+                "intersection", "p0", "p1", "p2", "p3", "radii"});
+        add("p0", true, 0), add("p1", true, 3), add("p2", true, 5), add("p3", true, 6);
+        r = g["radii"].vectors(2);
+        for (float& radius : r)
+            radius *= x.radiusScale;
+        sameCount(g["radii"], r.size() / 2, vectors[0].size());
+        slots.push_back(4), sizes.push_back(8);
+    } else {
+        g.keys({"type", "name", "material", "color", "transform", "displacement",
+                "intersection", "corners", "a", "b", "c"});
+        add("corners", true, 0), add("a", false, 2), add("b", false, 3);
+        if (k == 4)
+            add("c", false, 4);
+        else if (x.mirrors()) // keep the side that a x b faces
+            std::swap(vectors[1], vectors[2]);
+    }
+    for (auto& v : vectors)
+        data.push_back(v.data());
+    if (!r.empty())
+        data.push_back(r.data());
+    const std::string program =
+        g.text("intersection", std::string("t7_intersect.cu::__intersection__") + kPrograms[k]);
+    if (vectors[0].empty())
+        g.fail("the geometry has no primitives");
+    const int id = ApiSetupPrimitivesGeometry(b.handle, kTypes[k], program.c_str(), slots.data(),
+                                              sizes.data(), unsigned(slots.size()), mat, b.message);
+    b.check(id > 0 && ApiUploadGeometryBuffers(b.handle, unsigned(id), unsigned(vectors[0].size()),
+                                               slots.data(), data.data(), unsigned(slots.size()),
+                                               b.message),
+            g);
+    if (g.has("displacement"))
+        b.check(ApiSetupDisplacementTexture(b.handle, unsigned(id), b.texture(g["displacement"])),
+                g["displacement"]);
+    return id;
+}
+
 } // namespace
 
 void Builder::geometrySection(const Node& n)
@@ -195,155 +356,10 @@ void Builder::geometrySection(const Node& n)
                                                 "bezier", "parallelograms", "parallelepipeds"});
         const unsigned mat = g.has("material") ? material(g["material"]) : defaultMaterial(g);
         const Transform x(g);
-        int id = 0;
-        if (kind == 0) {
-            g.keys({"type", "name", "material", "color", "transform", "file", "vertices", "faces",
-                    "normals", "uv"});
-            Mesh m;
-            if (g.has("file")) {
-                m = readObj(g["file"], path(g["file"].text()));
-                for (f3& v : m.vertices)
-                    v = x.point(v);
-            } else {
-                m.vertices = points(g["vertices"], x);
-                m.faces = triples(g["faces"], m.vertices.size());
-                if (m.faces.empty())
-                    g["faces"].fail("a mesh needs at least one face");
-                if (g.has("normals")) {
-                    m.normals = points(g["normals"], Transform(), false);
-                    sameCount(g["normals"], m.normals, m.vertices.size());
-                    m.normalFaces = m.faces;
-                }
-                if (g.has("uv")) {
-                    const std::vector<float> uv = g["uv"].vectors(2);
-                    for (size_t k = 0; k < uv.size(); k += 2)
-                        m.uvs.push_back({uv[k], uv[k + 1]});
-                    sameCount(g["uv"], m.uvs, m.vertices.size());
-                }
-            }
-            for (f3& n : m.normals)
-                n = x.normal(n);
-            if (x.mirrors())
-                for (auto* faces : {&m.faces, &m.normalFaces, &m.uvFaces})
-                    for (trevix7_uint3& f : *faces)
-                        std::swap(f.y, f.z);
-            // Slots: vertices, faces, and normals and coordinates with their indices.
-            std::vector<unsigned> slots = {0, 2}, sizes = {12, 12};
-            if (!m.normals.empty())
-                slots.insert(slots.end(), {3, 4}), sizes.insert(sizes.end(), {12, 12});
-            if (!m.uvs.empty())
-                slots.insert(slots.end(), {5, 6}), sizes.insert(sizes.end(), {8, 12});
-            id = ApiSetupTrianglesGeometry(handle, geoPrimitives0, slots.data(), sizes.data(),
-                                           unsigned(slots.size()), mat, message);
-            check(id > 0 &&
-                      ApiUploadGeometryMeshFaces(handle, unsigned(id), m.vertices.data(),
-                                                 unsigned(m.vertices.size()), m.faces.data(),
-                                                 unsigned(m.faces.size()), message) &&
-                      (m.normals.empty() ||
-                       ApiUploadGeometryMeshNormals(handle, unsigned(id), m.normals.data(),
-                                                    unsigned(m.normals.size()), m.normalFaces.data(),
-                                                    unsigned(m.normalFaces.size()), message)) &&
-                      (m.uvs.empty() ||
-                       ApiUploadGeometryMeshTexCoords(handle, unsigned(id), m.uvs.data(),
-                                                      unsigned(m.uvs.size()), m.uvFaces.empty() ? m.faces.data() : m.uvFaces.data(),
-                                                      unsigned(m.faces.size()), message)),
-                  g);
-        } else if (kind == 3) {
-            g.keys({"type", "name", "material", "color", "transform", "basis", "points", "radii",
-                    "radius", "segments"});
-            static const geoPrimirivesType kBases[] = {geoBSplineLinear, geoBSplineQuadratic,
-                                                       geoBSplineCubic, geoBSplineCatmullRom};
-            const unsigned basis = g.has("basis") ? g["basis"].choice({"linear", "quadratic", "cubic", "catmull-rom"}) : 2;
-            std::vector<f3> p = points(g["points"], x);
-            std::vector<float> r = radii(g, p.size(), x);
-            const unsigned per = basis == 0 ? 2 : basis == 1 ? 3 : 4;
-            std::vector<unsigned> segments;
-            if (g.has("segments")) {
-                segments = g["segments"].counts();
-                for (unsigned s : segments)
-                    if (size_t(s) + per > p.size())
-                        g["segments"].fail("segment " + std::to_string(s) + " runs past the last point");
-            } else {
-                for (unsigned s = 0; s + per <= p.size(); ++s)
-                    segments.push_back(s);
-            }
-            if (segments.empty())
-                g["points"].fail("too few points for one segment");
-            const unsigned slots[] = {0, 2, 4}, sizes[] = {12, 4, 4}, pointSlots[] = {0, 4};
-            void* data[] = {p.data(), r.data()};
-            id = ApiSetupBSplinesGeometry(handle, kBases[basis], slots, sizes, 3, mat, message);
-            check(id > 0 &&
-                      ApiUploadGeometryBuffers(handle, unsigned(id), unsigned(p.size()), pointSlots,
-                                               data, 2, message) &&
-                      ApiUploadGeometryBSplineIdx(handle, unsigned(id), segments.data(),
-                                                  unsigned(segments.size()), message),
-                  g);
-        } else {
-            // Custom kinds: one array per slot, one element per primitive.
-            static const geoPrimirivesType kTypes[] = {geoParticleSet, geoParticleSetTex,
-                                                       geoBezier, geoParallelograms,
-                                                       geoParallelepipeds};
-            static const char* const kPrograms[] = {"particles", "particles_tex", "bezier",
-                                                    "parallelograms", "parallelepipeds"};
-            const unsigned k = kind == 1 ? 0 : kind == 2 ? 1 : kind - 2;
-            std::vector<std::vector<f3>> vectors;
-            std::vector<float> r;
-            std::vector<trevix7_float2> r2;
-            std::vector<unsigned> slots, sizes;
-            std::vector<void*> data;
-            auto add = [&](const char* key, bool isPoint, unsigned slot) {
-                vectors.push_back(points(g[key], x, isPoint));
-                if (vectors.size() > 1)
-                    sameCount(g[key], vectors.back(), vectors.front().size());
-                slots.push_back(slot);
-                sizes.push_back(12);
-            };
-            if (k <= 1) {
-                g.keys({"type", "name", "material", "color", "transform", "displacement",
-                        "intersection", "centers", "radii", "radius", "u_axes", "v_axes"});
-                add("centers", true, 0);
-                if (k == 1)
-                    add("u_axes", false, 2), add("v_axes", false, 3);
-                r = radii(g, vectors[0].size(), x);
-                slots.push_back(4), sizes.push_back(4);
-            } else if (k == 2) {
-                g.keys({"type", "name", "material", "color", "transform", "displacement",
-                        "intersection", "p0", "p1", "p2", "p3", "radii"});
-                add("p0", true, 0), add("p1", true, 3), add("p2", true, 5), add("p3", true, 6);
-                const std::vector<float> flat = g["radii"].vectors(2);
-                for (size_t j = 0; j < flat.size(); j += 2)
-                    r2.push_back({flat[j] * x.radiusScale, flat[j + 1] * x.radiusScale});
-                sameCount(g["radii"], r2, vectors[0].size());
-                slots.push_back(4), sizes.push_back(8);
-            } else {
-                g.keys({"type", "name", "material", "color", "transform", "displacement",
-                        "intersection", "corners", "a", "b", "c"});
-                add("corners", true, 0), add("a", false, 2), add("b", false, 3);
-                if (k == 4)
-                    add("c", false, 4);
-                else if (x.mirrors()) // keep the side that a x b faces
-                    std::swap(vectors[1], vectors[2]);
-            }
-            for (auto& v : vectors)
-                data.push_back(v.data());
-            if (!r.empty())
-                data.push_back(r.data());
-            if (!r2.empty())
-                data.push_back(r2.data());
-            const std::string program =
-                g.text("intersection", std::string("t7_intersect.cu::__intersection__") + kPrograms[k]);
-            if (vectors[0].empty())
-                g.fail("the geometry has no primitives");
-            id = ApiSetupPrimitivesGeometry(handle, kTypes[k], program.c_str(), slots.data(),
-                                            sizes.data(), unsigned(slots.size()), mat, message);
-            check(id > 0 && ApiUploadGeometryBuffers(handle, unsigned(id), unsigned(vectors[0].size()),
-                                                     slots.data(), data.data(),
-                                                     unsigned(slots.size()), message),
-                  g);
-            if (g.has("displacement"))
-                check(ApiSetupDisplacementTexture(handle, unsigned(id), texture(g["displacement"])),
-                      g["displacement"]);
-        }
+        const int id = kind == 0   ? mesh(*this, g, mat, x)
+                       : kind == 3 ? curves(*this, g, mat, x)
+                                   : customPrimitives(*this, g, kind < 3 ? kind - 1 : kind - 2,
+                                                      mat, x);
         if (g.has("color"))
             check(ApiSetupConstColor(handle, unsigned(id), g["color"].vec3()), g["color"]);
         if (g.has("name"))

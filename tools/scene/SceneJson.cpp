@@ -66,6 +66,12 @@ Node Node::member(const std::string& key) const
     return Node(m_value.at(key), m_file, m_where.empty() ? key : m_where + "." + key);
 }
 
+Node Node::section(const char* key) const
+{
+    static const nlohmann::json kEmpty = nlohmann::json::object();
+    return has(key) ? member(key) : Node(kEmpty, m_file, m_where.empty() ? key : m_where + "." + key);
+}
+
 Node Node::operator[](const std::string& key) const
 {
     return member(key);

@@ -38,6 +38,7 @@ public:
     Node operator[](const std::string& key) const; // required member
     std::vector<std::string> names() const; // an object's keys, in file order
     Node member(const std::string& key) const;
+    Node section(const char* key) const;    // the member, or an empty object in its place
 
     // Arrays.
     size_t size() const;

@@ -18,29 +18,36 @@ namespace {
 Settings settings(const Node& top, const trevix7_scene_settings& o)
 {
     Settings s;
-    if (top.has("render")) {
-        const Node r = top["render"];
-        r.keys({"size", "frames", "devices", "denoise", "denoise_guides", "denoise_start",
-                "denoise_blend"});
-        if (r.has("size")) {
-            const Node size = r["size"];
-            if (size.size() != 2)
-                size.fail("expected [width, height]");
-            s.width = size[0].count();
-            s.height = size[1].count();
-            if (!s.width || !s.height)
-                size.fail("the size must not be zero");
-        }
-        s.frames = r.count("frames", s.frames);
-        if (!s.frames)
-            r["frames"].fail("at least one frame");
-        if (r.has("devices"))
-            s.devices = r["devices"].counts();
-        if (r.has("denoise")) {
-            const unsigned k = r["denoise"].choice({"none", "ldr", "hdr", "up2"});
-            s.denoise = k ? int(POSTPROC_DENOISER_LDR + k - 1) : 0;
-        }
+    const Node r = top.section("render");
+    r.keys({"size", "frames", "devices", "denoise", "denoise_guides", "denoise_start",
+            "denoise_blend"});
+    if (r.has("size")) {
+        const Node size = r["size"];
+        if (size.size() != 2)
+            size.fail("expected [width, height]");
+        s.width = size[0].count();
+        s.height = size[1].count();
+        if (!s.width || !s.height)
+            size.fail("the size must not be zero");
     }
+    s.frames = r.count("frames", s.frames);
+    if (!s.frames)
+        r["frames"].fail("at least one frame");
+    if (r.has("devices"))
+        s.devices = r["devices"].counts();
+    if (r.has("denoise")) {
+        const unsigned k = r["denoise"].choice({"none", "ldr", "hdr", "up2"});
+        s.denoise = k ? int(POSTPROC_DENOISER_LDR + k - 1) : 0;
+    }
+    if (r.has("denoise_guides")) {
+        static const OptixDenoiserInputKind kGuides[] = {OPTIX_DENOISER_INPUT_RGB,
+                                                         OPTIX_DENOISER_INPUT_RGB_ALBEDO,
+                                                         OPTIX_DENOISER_INPUT_RGB_ALBEDO_NORMAL};
+        s.denoiseGuides = kGuides[r["denoise_guides"].choice({"none", "albedo", "albedo_normal"})];
+    }
+    s.denoiseStart = r.count("denoise_start", s.denoiseStart);
+    s.denoiseBlend = r.number("denoise_blend", s.denoiseBlend);
+
     s.width = o.width ? o.width : s.width;
     s.height = o.height ? o.height : s.height;
     s.frames = o.frames ? o.frames : s.frames;
@@ -55,22 +62,13 @@ Settings settings(const Node& top, const trevix7_scene_settings& o)
     return s;
 }
 
-// The denoiser's guides, start and blend from "render".
-void denoiser(unsigned handle, const Node& top, int kind)
+// The denoiser in front of the stages, with the guides it reads kept.
+void denoiser(unsigned handle, const Settings& s)
 {
-    const bool has = top.has("render");
-    const Node r = has ? top["render"] : top;
-    const unsigned guides = has && r.has("denoise_guides")
-                                ? r["denoise_guides"].choice({"none", "albedo", "albedo_normal"})
-                                : 2;
-    static const OptixDenoiserInputKind kKinds[] = {OPTIX_DENOISER_INPUT_RGB,
-                                                    OPTIX_DENOISER_INPUT_RGB_ALBEDO,
-                                                    OPTIX_DENOISER_INPUT_RGB_ALBEDO_NORMAL};
-    ApiSetPostprocDenoiser(handle, kKinds[guides], has ? r.number("denoise_blend", 0) : 0,
-                           has ? r.count("denoise_start", 1) : 1);
-    ApiSetSaveAlbedoState(handle, guides >= 1);
-    ApiSetSaveNormalsState(handle, guides >= 2);
-    ApiAddPostprocessing(handle, postprocAlgorithm(kind));
+    ApiSetPostprocDenoiser(handle, s.denoiseGuides, s.denoiseBlend, s.denoiseStart);
+    ApiSetSaveAlbedoState(handle, s.denoiseGuides != OPTIX_DENOISER_INPUT_RGB);
+    ApiSetSaveNormalsState(handle, s.denoiseGuides == OPTIX_DENOISER_INPUT_RGB_ALBEDO_NORMAL);
+    ApiAddPostprocessing(handle, postprocAlgorithm(s.denoise));
 }
 
 } // namespace
@@ -146,13 +144,8 @@ unsigned Builder::camera(const Node& n)
     return id;
 }
 
-void Builder::postprocessing(const Node& n, bool present)
+void Builder::postprocessing(const Node& n)
 {
-    if (!present) { // the usual display gamma
-        ApiSetPostprocGamma(handle, 2.2f, 1.0f);
-        ApiAddPostprocessing(handle, POSTPROC_GAMMA);
-        return;
-    }
     for (size_t i = 0; i < n.size(); ++i) {
         const Node s = n[i];
         const unsigned stage = s["stage"].choice(
@@ -215,8 +208,7 @@ Loaded load(const std::string& path, const trevix7_scene_settings& overrides)
     try {
         // The environment's colours (black unless given) before the
         // variables, which may name them too.
-        const nlohmann::json none = nlohmann::json::object();
-        const Node environment = top.has("environment") ? top["environment"] : Node(none, path, "environment");
+        const Node environment = top.section("environment");
         b.environmentColors(environment);
         if (top.has("variables"))
             b.variables(top["variables"]);
@@ -233,9 +225,13 @@ Loaded load(const std::string& path, const trevix7_scene_settings& overrides)
             top.fail("missing key \"camera\"");
         out.camera = b.camera(top["camera"]);
         if (s.denoise)
-            denoiser(b.handle, top, s.denoise);
-        b.postprocessing(top.has("postprocessing") ? top["postprocessing"] : top,
-                         top.has("postprocessing"));
+            denoiser(b.handle, s);
+        if (top.has("postprocessing")) {
+            b.postprocessing(top["postprocessing"]);
+        } else { // the usual display gamma
+            ApiSetPostprocGamma(b.handle, 2.2f, 1.0f);
+            ApiAddPostprocessing(b.handle, POSTPROC_GAMMA);
+        }
     } catch (...) {
         ApiDestroyPathTracer(b.handle, nullptr);
         throw;

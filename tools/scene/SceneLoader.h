@@ -15,6 +15,9 @@ struct Settings {
     unsigned width = 640, height = 480, frames = 64;
     std::vector<unsigned> devices; // empty: every capable GPU
     int denoise = 0;               // 0 or POSTPROC_DENOISER_*
+    OptixDenoiserInputKind denoiseGuides = OPTIX_DENOISER_INPUT_RGB_ALBEDO_NORMAL;
+    unsigned denoiseStart = 1;
+    float denoiseBlend = 0;
 };
 
 struct Loaded {
