@@ -4,14 +4,10 @@
 // that the closest-hit and miss programs write the hit in place) and the
 // texture lookups.
 
-#include "shaders/optix7_device.h"
+#include "shaders/params.h"
 #include "shaders/path.h"
 #include "shaders/surface.h"
 #include "programs/BindingTable.h"
-
-extern "C" {
-__constant__ Params params;
-}
 
 __forceinline__ __device__ T7Hit* t7_payloadHit()
 {

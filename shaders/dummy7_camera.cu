@@ -4,8 +4,6 @@
 // (dummy7_camera.h), so a launch can be checked pixel by pixel.
 
 #include "shaders/dummy7_camera.h"
-#include "shaders/optix7_device.h"
-
-extern "C" __constant__ Params params;
+#include "shaders/params.h"
 
 extern "C" __global__ void __raygen__dummy() { dummyCameraSample(params, optixGetLaunchIndex().x); }

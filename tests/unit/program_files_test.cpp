@@ -3,13 +3,17 @@
 
 #include "programs/ProgramFiles.h"
 #include "core/Exception.h"
+#include "core/Params.h"
 #include "support.h"
 
+#include <dirent.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cstdlib>
 #include <fstream>
+#include <regex>
+#include <sstream>
 
 namespace {
 
@@ -175,6 +179,37 @@ TEST(RemoveExtension, StripsOnlyProgramExtensionsOfLongerNames)
         {"a.txt", "a.txt"}, {"dir.v2/prog.cu", "dir.v2/prog"}};
     for (const auto& c : cases)
         EXPECT_EQ(removeExtension(c.first), c.second);
+}
+
+// Every module of ours that uses the launch parameters defines them, as a
+// visible constant of exactly sizeof(Params) bytes: OptiX hands the launch
+// parameters only to modules that define "params".
+TEST(OurPrograms, DefineTheLaunchParametersWithTheirSize)
+{
+    const std::string dir = TREVIX7_BUILD_DIR "/cuda";
+    DIR* d = opendir(dir.c_str());
+    ASSERT_NE(d, nullptr) << dir;
+    const std::regex declaration(R"(\n(\.\w+) \.const \.align \d+ \.b8 params\[(\d+)\];)");
+    int modules = 0, users = 0;
+    while (const dirent* entry = readdir(d)) {
+        const std::string name = entry->d_name;
+        if (name.size() < 4 || name.compare(name.size() - 4, 4, ".ptx") != 0)
+            continue;
+        std::stringstream text;
+        text << std::ifstream(dir + "/" + name).rdbuf();
+        const std::string ptx = text.str();
+        ++modules;
+        if (ptx.find("params") == std::string::npos)
+            continue;
+        ++users;
+        std::smatch m;
+        ASSERT_TRUE(std::regex_search(ptx, m, declaration)) << name << " names params without declaring it";
+        EXPECT_EQ(m[1].str(), ".visible") << name;
+        EXPECT_EQ(std::stoul(m[2].str()), sizeof(Params)) << name;
+    }
+    closedir(d);
+    EXPECT_EQ(modules, 8);
+    EXPECT_EQ(users, 5); // both cameras, miss, hit and intersection
 }
 
 } // namespace
