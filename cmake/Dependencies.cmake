@@ -8,3 +8,10 @@ find_path(TREVIX7_TINYEXR_INCLUDE tinyexr.h REQUIRED)
 find_package(PNG REQUIRED)
 find_package(ZLIB REQUIRED)
 
+# Their headers as system headers: a newer compiler's warnings in them must
+# not fail our -Werror builds.
+add_library(trevix7_third_party INTERFACE)
+target_include_directories(trevix7_third_party SYSTEM INTERFACE
+    ${TREVIX7_JSON_INCLUDE} ${TREVIX7_CLI11_INCLUDE} ${TREVIX7_TINYOBJ_INCLUDE}
+    ${TREVIX7_STB_INCLUDE} ${TREVIX7_TINYEXR_INCLUDE} ${ZLIB_INCLUDE_DIRS})
+

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Downloads the Debian packages that the build needs into .debs/, for a GPU
 # machine that has no network: carry .debs (ignored by git) with the work
-# tree, and tests/gpu/run.sh unpacks them into .deps/ inside it.
+# tree, and the scripts unpack them into .deps/ inside it (tools/deps.sh).
 set -euo pipefail
 cd "$(dirname "$0")/.."
 exclude=$(git rev-parse --git-path info/exclude)

@@ -1,27 +1,19 @@
 #!/usr/bin/env bash
-# Installs what a fresh Debian machine lacks to build and test trevix7. The CUDA
-# toolkit is not a Debian package: it must already be at /usr/local/cuda.
+# Installs what this machine lacks to build trevix7 (with --tests, to build
+# and test it). Packages carried in .debs/ count as present, so a machine
+# without apt that has them needs nothing. The CUDA toolkit is not a Debian
+# package: it must already be at /usr/local/cuda.
 set -euo pipefail
+source "$(dirname "$0")/deps.sh"
+t7_use_carried || true
 
-need=()
-command -v cmake >/dev/null || need+=(cmake)
-command -v ninja >/dev/null || need+=(ninja-build)
-command -v g++ >/dev/null || need+=(g++)
-command -v nm >/dev/null || need+=(binutils)
-[ -f /usr/include/gtest/gtest.h ] || need+=(libgtest-dev)
-# The scene reader and trevix7-render: JSON, options, OBJ, images, EXR.
-[ -f /usr/include/nlohmann/json.hpp ] || need+=(nlohmann-json3-dev)
-[ -f /usr/include/CLI/CLI.hpp ] || need+=(libcli11-dev)
-[ -f /usr/include/tiny_obj_loader.h ] || need+=(libtinyobjloader-dev)
-[ -f /usr/include/stb/stb_image.h ] || need+=(libstb-dev)
-[ -f /usr/include/tinyexr.h ] || need+=(libtinyexr-dev)
-[ -f /usr/include/png.h ] || need+=(libpng-dev)
-[ -f /usr/include/zlib.h ] || need+=(zlib1g-dev)
-command -v pkg-config >/dev/null || need+=(pkg-config)
-# The Python package and its tests, with Debian's interpreter.
-/usr/bin/python3 -c 'import numpy' 2>/dev/null || need+=(python3 python3-numpy)
-
+mapfile -t need < <(t7_missing "${1:-}")
 if [ ${#need[@]} -gt 0 ]; then
+    if ! command -v apt-get >/dev/null || ! apt-get --version >/dev/null 2>&1; then
+        echo "missing, and no apt-get to install them: ${need[*]}" >&2
+        echo "(on a machine with a network, tools/gpu-debs.sh fetches them into .debs/ to carry here)" >&2
+        exit 1
+    fi
     echo "installing: ${need[*]}"
     sudo=""
     [ "$(id -u)" -eq 0 ] || sudo=sudo

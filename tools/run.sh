@@ -6,9 +6,12 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 tools/install-deps.sh
+source tools/deps.sh
+t7_use_carried || true
 export PATH="/usr/local/cuda/bin:$PATH"
 
-cmake -S . -B build -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DTREVIX7_TESTS=OFF >/dev/null
+cmake -S . -B build -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DTREVIX7_TESTS=OFF \
+    "${T7_CMAKE_ARGS[@]}" >/dev/null
 cmake --build build -j "$(nproc)"
 
 if ! status=$(build/tools/trevix7_info 2>&1); then

@@ -5,7 +5,7 @@
 # under ThreadSanitizer.
 set -euo pipefail
 cd "$(dirname "$0")/.."
-tools/install-deps.sh
+tools/install-deps.sh --tests
 export PATH="/usr/local/cuda/bin:$PATH"
 jobs=$(nproc)
 

@@ -1,9 +1,9 @@
 #!/usr/bin/env bash
 # trevix7-render on the simulated device: each bad input gives its message
 # and exit status, and a good scene writes its images.
-# Usage: cli_test.sh RENDERER SIM_DIR SCENES_DIR
+# Usage: cli_test.sh RENDERER SIM_DIR SCENES_DIR OLD_OPTIX_DIR
 set -u
-render=$(realpath "$1") sim=$(realpath "$2") scenes=$(realpath "$3")
+render=$(realpath "$1") sim=$(realpath "$2") scenes=$(realpath "$3") old_optix=$(realpath "$4")
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 passed=0 failed=0
@@ -47,7 +47,9 @@ expect 1 "value.json: camera.fov: expected a number" "${sim_env[@]}" -- value.js
 expect 1 'obj.json: geometry[0].file: the OBJ file "broken.obj" has a face past its 1 vertices' "${sim_env[@]}" -- obj.json
 expect 1 'has a face past its 1 normals' "${sim_env[@]}" -- normals.json
 expect 3 "No GPU: CUDA could not start on this machine" "${sim_env[@]}" TREVIX7_SIM_DEVICES= -- "$scenes/furnace.json"
-expect 3 "No GPU or no OptiX" LD_LIBRARY_PATH= -- "$scenes/furnace.json"
+expect 3 "No GPU or no OptiX: CUDA did not start, or OptiX is not usable: libnvoptix.so.1 could not be loaded: libnvoptix.so.1: cannot open shared object file" LD_LIBRARY_PATH= -- "$scenes/furnace.json"
+expect 3 "optixQueryFunctionTable refused ABI 68 with 7801 (OPTIX_ERROR_UNSUPPORTED_ABI_VERSION" \
+    "LD_LIBRARY_PATH=$old_optix:$sim" -- "$scenes/furnace.json"
 expect 1 'cannot write "/nonexistent/out.png"' "${sim_env[@]}" -- "$scenes/furnace.json" -o /nonexistent/out.png
 expect 0 "wrote out.png (8 x 4)" "${sim_env[@]}" -- "$scenes/furnace.json" -o out.png --size 8x4 --frames 2 \
     --aov albedo,normal,position,id
