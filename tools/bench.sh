@@ -17,7 +17,7 @@ if [ ! -x "$build/tools/trevix7_bench_frames" ]; then
     cmake --build "$build" -j "$(nproc)" >/dev/null
 fi
 t7_use_carried || true
-device=$(nvidia-smi --query-gpu=name,driver_version --format=csv,noheader 2>/dev/null | head -n 1)
+device=$(nvidia-smi --query-gpu=name,driver_version --format=csv,noheader 2>/dev/null | head -n 1 || true)
 
 # One row per figure line "what: figures" of each benchmark.
 rows() {
