@@ -15,8 +15,16 @@ void CuBuffer::alloc(size_t count)
         }
     }
     m_count = m_allocCount = count;
-    if (count)
+    if (!count)
+        return;
+    try {
         CUDA_CHECK(cudaMalloc(&m_ptr, m_allocCount * m_elsize));
+    } catch (...) {
+        // Nothing was allocated: the buffer holds nothing, not count elements.
+        m_count = m_allocCount = 0;
+        m_ptr = nullptr;
+        throw;
+    }
 }
 
 void CuBuffer::free()

@@ -363,6 +363,9 @@ private:
                                       bool trianglesFirst = false);
     // What a geometry's changes mean for the renderer after a data upload.
     void noteGeometryChange(const GeometryBase& geometry, unsigned primitivesBefore);
+    // Runs `change` on one device's copy of a geometry and notes what it did,
+    // also when it fails half-way.
+    template <typename Change> void changeGeometry(GeometryBase& geometry, Change&& change);
     bool applyDisplacement(PathTracerState& state, GeometryPrimitives& geometry, unsigned texture);
     struct SlotData {
         size_t index;

@@ -145,7 +145,10 @@ void PathTracer::buildIAS(PathTracerState& state, bool relocatable)
     state.ias_buffer_size = ias_buffer_sizes.outputSizeInBytes;
     OPTIX_CHECK(optixAccelBuild(state.context, state.stream, &accel_options, &instance_input, 1, d_temp_buffer, ias_buffer_sizes.tempSizeInBytes, state.d_ias_output_buffer, ias_buffer_sizes.outputSizeInBytes, &state.ias_handle, nullptr, 0));
     CUDA_SYNC_CHECK();
-    CUDA_CHECK(cudaFree(reinterpret_cast<void*>(temp.release())));
+    // Each block is handed over only once its free succeeded: one that fails
+    // stays owned, and is released when the block goes.
+    CUDA_CHECK(cudaFree(reinterpret_cast<void*>(d_temp_buffer)));
+    temp.release();
     CUDA_CHECK(cudaFree(reinterpret_cast<void*>(d_instances)));
     instances.release();
     // Only relocation needs the information, and only with several devices.

@@ -108,22 +108,39 @@ void GeometryBase::fit(CuBuffer& buffer, size_t count)
         buffer.setCount(count);
 }
 
+void GeometryBase::recordSlot(size_t buf_idx, const CuBuffer& buffer)
+{
+    if (buf_idx == geoBufVertices) {
+        m_sbt_dirty = m_data.n_primitives != buffer.count();
+        m_data.n_primitives = unsigned(buffer.count());
+    }
+    if (m_data.buffers[buf_idx] != buffer.ptr()) {
+        m_data.buffers[buf_idx] = buffer.ptr();
+        m_sbt_dirty = true;
+    }
+}
+
+void GeometryBase::fitRecorded(size_t buf_idx, CuBuffer& buffer, size_t count)
+{
+    try {
+        fit(buffer, count);
+    } catch (...) {
+        recordSlot(buf_idx, buffer); // a failed allocation left nothing
+        throw;
+    }
+    recordSlot(buf_idx, buffer);
+}
+
 bool GeometryBase::createBuffer(size_t buf_idx, size_t count, size_t elsize)
 {
     T7_ASSERT(buf_idx < nGeoBuffers);
     auto slot = m_buffers.find(buf_idx);
-    if (slot == m_buffers.end()) {
+    if (slot == m_buffers.end())
         slot = m_buffers.emplace(buf_idx, CuBuffer(elsize, m_device_idx, m_stream)).first;
-        slot->second.alloc(count);
-    } else if (slot->second.elsize() != elsize) {
+    else if (slot->second.elsize() != elsize)
         return false;
-    } else {
-        fit(slot->second, count);
-    }
-    m_data.buffers[buf_idx] = slot->second.ptr();
+    fitRecorded(buf_idx, slot->second, count);
     m_sbt_dirty = true;
-    if (buf_idx == geoBufVertices)
-        m_data.n_primitives = unsigned(count);
     return true;
 }
 
@@ -133,15 +150,7 @@ bool GeometryBase::resizeBuffer(size_t buf_idx, size_t count)
     auto slot = m_buffers.find(buf_idx);
     if (slot == m_buffers.end())
         return false;
-    fit(slot->second, count);
-    if (m_data.buffers[buf_idx] != slot->second.ptr()) {
-        m_data.buffers[buf_idx] = slot->second.ptr();
-        m_sbt_dirty = true;
-    }
-    if (buf_idx == geoBufVertices) {
-        m_sbt_dirty = m_data.n_primitives != count;
-        m_data.n_primitives = unsigned(count);
-    }
+    fitRecorded(buf_idx, slot->second, count);
     return true;
 }
 
@@ -153,20 +162,20 @@ bool GeometryBase::upload(size_t buf_idx, const void* data, size_t count, bool a
         return false;
     if (count == 0)
         return true; // nothing to upload: the slot stays as it is
-    if (buf_idx == geoBufVertices) {
-        m_sbt_dirty = m_data.n_primitives != count;
-        m_data.n_primitives = unsigned(count);
+    CuBuffer& buffer = slot->second;
+    // A slot whose allocation or copy failed holds nothing: the geometry then
+    // leaves the scene (slot 0) rather than being traced over stale data.
+    fitRecorded(buf_idx, buffer, count);
+    try {
+        if (async)
+            buffer.uploadAsync(data);
+        else
+            buffer.upload(data);
+    } catch (...) {
+        buffer.setCount(0);
+        recordSlot(buf_idx, buffer);
+        throw;
     }
-    fit(slot->second, count);
-    // A reallocated slot has a new address for the record.
-    if (m_data.buffers[buf_idx] != slot->second.ptr()) {
-        m_data.buffers[buf_idx] = slot->second.ptr();
-        m_sbt_dirty = true;
-    }
-    if (async)
-        slot->second.uploadAsync(data);
-    else
-        slot->second.upload(data);
     return true;
 }
 

@@ -113,6 +113,11 @@ protected:
 
 private:
     bool upload(size_t buf_idx, const void* data, size_t count, bool async);
+    // The record follows a slot's buffer: its address, and for slot 0 the
+    // primitive count; a change makes the record dirty.
+    void recordSlot(size_t buf_idx, const CuBuffer& buffer);
+    // fit(), then recordSlot() whether or not the allocation succeeded.
+    void fitRecorded(size_t buf_idx, CuBuffer& buffer, size_t count);
 };
 
 class GeometryTriangles : public GeometryBase {

@@ -62,12 +62,14 @@ bool GeometryBase::buildAccel(OptixDeviceContext context, const OptixBuildInput&
     void* h_temp_buffer_gas = host.get();
     if (error == cudaSuccess && !h_temp_buffer_gas) {
         OPTIX_CHECK(optixAccelBuild(context, m_stream, &accel_options, &triangle_input, 1, d_temp_buffer_gas, gas_buffer_sizes.tempSizeInBytes, d_buffer_temp_output_gas_and_compacted_size, gas_buffer_sizes.outputSizeInBytes, &m_gas_handle, &emitProperty, 1 ));
-        CUDA_CHECK(cudaFree(reinterpret_cast<void*>(temp.release())));
+        // Blocks are handed over only once their free succeeded.
+        CUDA_CHECK(cudaFree(reinterpret_cast<void*>(d_temp_buffer_gas)));
+        temp.release();
     } else if (error == cudaSuccess) {
         CUDA_CHECK(cudaHostGetDevicePointer( reinterpret_cast<void**>(&d_temp_buffer_gas), reinterpret_cast<void*>(h_temp_buffer_gas), 0 ));
         OPTIX_CHECK(optixAccelBuild(context, m_stream, &accel_options, &triangle_input, 1, d_temp_buffer_gas, gas_buffer_sizes.tempSizeInBytes, d_buffer_temp_output_gas_and_compacted_size, gas_buffer_sizes.outputSizeInBytes, &m_gas_handle, &emitProperty, 1 ));
-        host.release();
         CUDA_CHECK(cudaFreeHost(h_temp_buffer_gas));
+        host.release();
     } else {
         reportAllocationFailure({"Acceleration structure allocation failed on host: ",
                                  "   requested temp buffer size: ", nonCompactible},
@@ -83,14 +85,15 @@ bool GeometryBase::buildAccel(OptixDeviceContext context, const OptixBuildInput&
                                            error, gas_buffer_sizes.tempSizeInBytes) != cudaSuccess;
         // The output block was sized for the compacting build.
         if (gas_buffer_sizes.outputSizeInBytes > compactedSizeOffset + 8) {
-            CUDA_CHECK(cudaFree(reinterpret_cast<void*>(output.release())));
+            CUDA_CHECK(cudaFree(reinterpret_cast<void*>(d_buffer_temp_output_gas_and_compacted_size)));
+            output.release();
             CUDA_CHECK(cudaMalloc(reinterpret_cast<void**>(&d_buffer_temp_output_gas_and_compacted_size), gas_buffer_sizes.outputSizeInBytes));
         }
         h_temp_buffer_gas = host.get();
         CUDA_CHECK(cudaHostGetDevicePointer( reinterpret_cast<void**>(&d_temp_buffer_gas), reinterpret_cast<void*>(h_temp_buffer_gas), 0 ));
         OPTIX_CHECK(optixAccelBuild(context, m_stream, &accel_options, &triangle_input, 1, d_temp_buffer_gas, gas_buffer_sizes.tempSizeInBytes, d_buffer_temp_output_gas_and_compacted_size, gas_buffer_sizes.outputSizeInBytes, &m_gas_handle, nullptr, 0 ));
-        host.release();
         CUDA_CHECK(cudaFreeHost(h_temp_buffer_gas));
+        host.release();
         return built(output.release(), gas_buffer_sizes.outputSizeInBytes);
     }
 
@@ -113,7 +116,8 @@ bool GeometryBase::buildAccel(OptixDeviceContext context, const OptixBuildInput&
     m_gas_output_buffer = compacted.release();
     // On the default stream: it waits for the build on m_stream.
     OPTIX_CHECK(optixAccelCompact(context, 0, m_gas_handle, m_gas_output_buffer, compacted_gas_size, &m_gas_handle));
-    CUDA_CHECK(cudaFree(reinterpret_cast<void*>(output.release())));
+    CUDA_CHECK(cudaFree(reinterpret_cast<void*>(d_buffer_temp_output_gas_and_compacted_size)));
+    output.release();
     return built(m_gas_output_buffer, compacted_gas_size);
 }
 

@@ -34,9 +34,22 @@ GeometryBase* PathTracer::findGeometry(PathTracerState& state, unsigned id, bool
 void PathTracer::noteGeometryChange(const GeometryBase& geometry, unsigned primitivesBefore)
 {
     m_sbt_dirty |= geometry.m_sbt_dirty;
-    // A geometry with primitives joins the pipeline; one without leaves it.
+    // A geometry with primitives joins the pipeline and the instances; one
+    // without leaves them.
     if ((primitivesBefore == 0) != (geometry.primitiveCount() == 0))
-        m_hit_dirty = m_pipeline_dirty = m_sbt_dirty = true;
+        m_hit_dirty = m_pipeline_dirty = m_sbt_dirty = m_ias_dirty = true;
+}
+
+template <typename Change> void PathTracer::changeGeometry(GeometryBase& geometry, Change&& change)
+{
+    const unsigned before = geometry.primitiveCount();
+    try {
+        change();
+    } catch (...) {
+        noteGeometryChange(geometry, before); // a failed upload may have emptied a slot
+        throw;
+    }
+    noteGeometryChange(geometry, before);
 }
 
 // A new id, and on every device a geometry of that kind with empty slots.
@@ -86,14 +99,14 @@ bool PathTracer::uploadGeometryMeshFaces(unsigned id, const float3* v, size_t nv
         GeometryTriangles* g = findIn(state.triangles, id);
         if (!g)
             return false;
-        const unsigned before = g->primitiveCount();
-        if (nv)
-            g->uploadBufferAsync(geoBufVertices, v, nv);
-        if (nf)
-            g->uploadBufferAsync(geoBufIndices, f, nf);
-        if (nv || nf)
-            g->m_accel_dirty = true;
-        noteGeometryChange(*g, before);
+        changeGeometry(*g, [&] {
+            if (nv || nf)
+                g->m_accel_dirty = true;
+            if (nv)
+                g->uploadBufferAsync(geoBufVertices, v, nv);
+            if (nf)
+                g->uploadBufferAsync(geoBufIndices, f, nf);
+        });
         return true;
     });
     if (found)
@@ -146,13 +159,14 @@ bool PathTracer::uploadGeometryBuffers(unsigned id, size_t count,
             GeometryBase* g = findGeometry(state, id);
             if (!g)
                 return false;
-            const unsigned before = g->primitiveCount();
-            if (!g->uploadBufferAsync(entry.first, entry.second, count))
-                return false;
-            if (shouldMarcAccelDirty(g->type(), geoBufferIndicex(entry.first)))
-                g->m_accel_dirty = true;
-            noteGeometryChange(*g, before);
-            return true;
+            bool uploaded = false;
+            changeGeometry(*g, [&] {
+                if (shouldMarcAccelDirty(g->type(), geoBufferIndicex(entry.first)) &&
+                    g->buffers().count(entry.first))
+                    g->m_accel_dirty = true;
+                uploaded = g->uploadBufferAsync(entry.first, entry.second, count);
+            });
+            return uploaded;
         });
         if (!uploaded)
             return false;
@@ -175,11 +189,9 @@ bool PathTracer::freeGeometryBuffer(unsigned id, unsigned slot)
         GeometryBase* g = findGeometry(state, id, true);
         if (!g)
             return false;
-        const unsigned before = g->primitiveCount();
-        if (!g->freeBuffer(slot))
-            return false;
-        noteGeometryChange(*g, before);
-        return true;
+        bool freed = false;
+        changeGeometry(*g, [&] { freed = g->freeBuffer(slot); });
+        return freed;
     });
     if (freed)
         m_accumFrames = 0;
@@ -255,6 +267,7 @@ bool PathTracer::deleteGeometry(unsigned id)
         state.curves.erase(id);
     });
     m_accumFrames = 0;
-    m_pipeline_dirty = m_sbt_dirty = m_ias_dirty = true;
+    // The placeholder's hit groups may be needed now.
+    m_hit_dirty = m_pipeline_dirty = m_sbt_dirty = m_ias_dirty = true;
     return true;
 }

@@ -149,4 +149,123 @@ TEST_F(Scene, EachKindTakesOnlyItsOwnData)
     EXPECT_FALSE(ApiSetupDisplacementTexture(h, tri, t)) << "custom primitives only";
 }
 
+// Compile after compile, the instances and the pipeline follow the
+// geometries that hold primitives, whatever changed the list: data uploaded,
+// slot 0 freed, a geometry deleted (also the last one of a scene never
+// compiled empty), an upload that ran out of memory.
+TEST_F(Scene, InstancesAndPipelineFollowTheGeometriesWithPrimitives)
+{
+    readyToLaunch(h);
+    trevix7_float3 v[3] = {{0, 0, 0}, {1, 0, 0}, {0, 1, 0}};
+    trevix7_uint3 f[1] = {{0, 1, 2}};
+    auto fill = [&](int g) { return [this, g, &v, &f] { ApiUploadGeometryMeshFaces(h, unsigned(g), v, 3, f, 1, error); }; };
+    auto freeVertices = [&](int g) { return [this, g] { EXPECT_TRUE(ApiFreeGeometryBuffer(h, unsigned(g), 0)); }; };
+    auto remove = [&](int g) { return [this, g] { EXPECT_TRUE(ApiDeleteGeometry(h, unsigned(g), error)); }; };
+    const int a = mesh(h, material), b = mesh(h, material), c = mesh(h, material),
+              d = mesh(h, material);
+    const unsigned A = unsigned(a), B = unsigned(b), C = unsigned(c), D = unsigned(d);
+    struct Step {
+        const char* what;
+        std::function<void()> change;
+        std::vector<unsigned> instances; // geometry ids; 0 is the placeholder
+    };
+    const Step steps[] = {
+        {"a filled", fill(a), {A}},
+        {"a deleted, never compiled empty", remove(a), {0}},
+        {"b filled", fill(b), {B}},
+        {"c filled", fill(c), {B, C}},
+        {"b's slot 0 freed", freeVertices(b), {C}},
+        {"b filled again", fill(b), {B, C}},
+        {"d's upload out of memory",
+         [&] {
+             sim::failNext("cudaMalloc", cudaErrorMemoryAllocation);
+             printed([&] { EXPECT_FALSE(ApiUploadGeometryMeshFaces(h, D, v, 3, f, 1, error)); });
+         },
+         {B, C}},
+        {"d filled on retry", fill(d), {B, C, D}},
+        {"c deleted", remove(c), {B, D}},
+        {"d's slot 0 freed", freeVertices(d), {B}},
+        {"b's slot 0 freed", freeVertices(b), {0}},
+        {"b filled", fill(b), {B}},
+    };
+    for (const Step& step : steps) {
+        step.change();
+        ASSERT_EQ(ApiCompile(h, error), 1) << step.what << ": " << error;
+        // The latest instance structure and pipeline of device 0.
+        const sim::Records r = sim::records();
+        std::vector<unsigned> ids, offsets;
+        for (const sim::BuildRecord& build : r.builds)
+            if (build.device == 0 && build.input.type == OPTIX_BUILD_INPUT_TYPE_INSTANCES) {
+                ids.clear();
+                offsets.clear();
+                for (const OptixInstance& instance : build.instances) {
+                    ids.push_back(instance.instanceId);
+                    offsets.push_back(instance.sbtOffset);
+                    EXPECT_NE(instance.traversableHandle, 0u) << step.what;
+                }
+            }
+        EXPECT_EQ(ids, step.instances) << step.what;
+        for (size_t k = 0; k < offsets.size(); ++k)
+            EXPECT_EQ(offsets[k], 2 * k) << step.what;
+        std::vector<OptixProgramGroup> groups;
+        for (const sim::PipelineRecord& pipeline : r.pipelines)
+            if (pipeline.device == 0)
+                groups = pipeline.groups;
+        EXPECT_EQ(groups.size(), 3 + 2 * step.instances.size()) << step.what;
+        for (OptixProgramGroup group : groups)
+            EXPECT_NE(group, nullptr) << step.what;
+    }
+}
+
+// Boxes that could not be allocated leave nothing behind that a retry would
+// write through: the next compile allocates them again.
+TEST_F(Scene, ACompileThatRanOutOfMemoryCanBeRetried)
+{
+    readyToLaunch(h);
+    const int g = particles({0, 4}, {12, 4});
+    std::vector<float> centres = {0, 0, 0, 2, 0, 0}, radii = {0.5f, 0.5f};
+    const unsigned slots[] = {0, 4};
+    void* data[] = {centres.data(), radii.data()};
+    ASSERT_TRUE(ApiUploadGeometryBuffers(h, unsigned(g), 2, slots, data, 2, error));
+    sim::failNext("cudaMalloc", cudaErrorMemoryAllocation);
+    printed([&] { EXPECT_EQ(ApiCompile(h, error), 0x901); });
+    EXPECT_NE(std::string(error).find("out of memory"), std::string::npos) << error;
+    EXPECT_EQ(ApiCompile(h, error), 1) << error;
+    EXPECT_EQ(ApiLaunch(h, 1, 1, error), 1) << error;
+}
+
+// A free that fails during a compilation leaks nothing: whatever the compile
+// still holds is released with the instance.
+class SceneFrees : public BooksAtZero {};
+TEST_F(SceneFrees, AFailedFreeDuringACompileLeaksNothing)
+{
+    trevix7_float3 v[3] = {{0, 0, 0}, {1, 0, 0}, {0, 1, 0}};
+    trevix7_uint3 f[1] = {{0, 1, 2}};
+    std::vector<float> centres = {0, 0, 0}, radii = {0.5f};
+    const unsigned slots[] = {0, 4}, sizes[] = {12, 4};
+    void* data[] = {centres.data(), radii.data()};
+    char error[kErrorSize];
+    // The k-th free fails, for every k until a compile frees fewer than k + 1 blocks.
+    for (unsigned k = 0;; ++k) {
+        const unsigned h = create().handle;
+        ASSERT_NE(h, 0u);
+        const unsigned m = plainMaterial(h);
+        const int g = mesh(h, m);
+        const int p = ApiSetupPrimitivesGeometry(h, geoParticleSet, kIsec, slots, sizes, 2, m, error);
+        ASSERT_TRUE(ApiUploadGeometryMeshFaces(h, unsigned(g), v, 3, f, 1, error));
+        ASSERT_TRUE(ApiUploadGeometryBuffers(h, unsigned(p), 1, slots, data, 2, error));
+        sim::clearJournal();
+        sim::failNext("cudaFree", cudaErrorInvalidValue, k);
+        printed([&] { ApiCompile(h, error); });
+        const bool fired = journalCount("(injected)") > 0;
+        sim::clearInjections();
+        EXPECT_TRUE(ApiDestroyPathTracer(h, nullptr));
+        expectBooksAtZero();
+        if (!fired) {
+            EXPECT_GE(k, 5u) << "the temporary and uncompacted buffers of two builds, the instances";
+            break;
+        }
+    }
+}
+
 } // namespace
