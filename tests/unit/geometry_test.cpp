@@ -68,7 +68,7 @@ TEST_F(DeviceBuffers, AllocHoldsExactlyTheRequestedCountAndDropsOldContents)
         x->free();
 }
 
-TEST_F(DeviceBuffers, FailedAllocationKeepsTheNewCountAndNoPointer)
+TEST_F(DeviceBuffers, FailedAllocationLeavesAnEmptyBuffer)
 {
     CuBuffer b(8, 0, nullptr);
     b.alloc(4);
@@ -78,9 +78,11 @@ TEST_F(DeviceBuffers, FailedAllocationKeepsTheNewCountAndNoPointer)
                   "'out of memory' (CUDABuffer.cpp:",
                   0),
               0u);
-    EXPECT_TRUE(b.ptr() == 0u && b.count() == 20u && b.allocCount() == 20u);
-    b.alloc(1); // repairs it
-    EXPECT_NE(b.ptr(), 0u);
+    // Nothing claims elements that were never allocated; the old block is gone.
+    EXPECT_TRUE(b.ptr() == 0u && b.count() == 0u && b.allocCount() == 0u);
+    EXPECT_EQ(sim::counts().deviceAllocations, 0u);
+    b.alloc(20); // a retry starts afresh
+    EXPECT_TRUE(b.ptr() != 0u && b.count() == 20u);
     b.free();
 }
 
