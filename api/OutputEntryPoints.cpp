@@ -19,7 +19,8 @@ bool image(CUDAOutputBuffer<Pixel>& buffer, void*& data, int& size, int minWidth
     if (buffer.width() < minWidth)
         return true;
     data = buffer.getHostPointer();
-    size = buffer.width() * buffer.height() * int(sizeof(Pixel));
+    // Below INT_MAX: images hold at most kMaxImagePixels pixels.
+    size = int(size_t(buffer.width()) * size_t(buffer.height()) * sizeof(Pixel));
     return true;
 }
 

@@ -407,6 +407,9 @@ private:
         }
     }
     void setSaveState(bool& flag, bool save);
+    // Every image and sample buffer a launch writes exists at its size: false
+    // after a resize whose restore failed too.
+    bool outputsReady() const;
     // The guide kind of the denoiser stage, 0 while there is none.
     unsigned activeDenoiserKind() const { return hasDenoiser() ? m_activeDenoiserKind : 0; }
     bool setPostprocTexture(unsigned id, unsigned& field, cudaTextureObject_t& sampler,

@@ -30,6 +30,9 @@ unsigned PathTracer::launchBatch(unsigned count, unsigned maxFrames)
 {
     if (!compileScene())
         return 0x901;
+    if (!outputsReady())
+        throw sutil::Exception("The images could not be allocated at the last resize: resize the "
+                               "image to render again.");
     if (m_breakRequested || count == 0) {
         m_launchRunning = false;
         m_breakRequested = false;

@@ -7,7 +7,7 @@
 #include "CUDABuffer.h"
 #include "DeviceMemory.h"
 #include "kernels/WorkDistribution_kernel.h"
-
+#include "output/ImageSize.h"
 
 T7_CHECK_LABEL(PathTracer::kLabel);
 
@@ -148,6 +148,9 @@ void PathTracer::applySize(unsigned width, unsigned height)
 
 void PathTracer::resize(unsigned width, unsigned height)
 {
+    const std::string problem = imageSizeProblem(width, height, m_scaleFactor);
+    if (!problem.empty())
+        throw sutil::Exception(problem.c_str());
     const unsigned oldWidth = m_width;
     const unsigned oldHeight = m_height;
     try {
@@ -172,8 +175,26 @@ void PathTracer::setSaveState(bool& flag, bool save)
 {
     if (save == flag)
         return;
+    const bool albedo = keepAlbedo(), normals = keepNormals();
     flag = save;
-    reapplySize([&] { flag = !save; });
+    // Images the denoiser keeps already need no new buffers, and the
+    // accumulation goes on.
+    if (keepAlbedo() != albedo || keepNormals() != normals)
+        reapplySize([&] { flag = !save; });
+}
+
+bool PathTracer::outputsReady() const
+{
+    const size_t pixels = size_t(m_image.width()) * size_t(m_image.height());
+    bool ready = pixels > 0 && size_t(m_hitPosImage.width()) * m_hitPosImage.height() == pixels &&
+                 size_t(m_idImage.width()) * m_idImage.height() == pixels &&
+                 (!keepAlbedo() || size_t(m_albedoImage.width()) * m_albedoImage.height() == pixels) &&
+                 (!keepNormals() || size_t(m_normalImage.width()) * m_normalImage.height() == pixels) &&
+                 (m_scaleFactor < 2 || m_upscaledImage.width() == int(m_width)) &&
+                 (m_readback->mode() == READBACK_NONE || m_readback->width() == int(m_width));
+    for (const PathTracerState& state : m_states)
+        ready = ready && state.num_samples > 0;
+    return ready;
 }
 
 void PathTracer::setSaveAlbedoState(bool save) { setSaveState(m_saveAlbedo, save); }

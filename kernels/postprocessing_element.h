@@ -164,3 +164,15 @@ T7_HOST_DEVICE inline void upscale2xElement(unsigned i, const float4* src, float
     const unsigned c = col >> 1 < (w >> 1) ? col >> 1 : (w >> 1) - 1;
     dst[i] = src[r * (w >> 1) + c];
 }
+
+// After the upscaling denoiser wrote the even part (w / 2 * 2) x (h / 2 * 2)
+// of a w x h image: an odd last column or row repeats its neighbour, which
+// lies inside that part, so no pixel reads one written by this pass.
+T7_HOST_DEVICE inline void extendEdgesElement(unsigned i, float4* image, unsigned w, unsigned h)
+{
+    const unsigned row = i / w, col = i - row * w;
+    const unsigned evenW = w & ~1u, evenH = h & ~1u;
+    if (row < evenH && col < evenW)
+        return;
+    image[i] = image[(row < evenH ? row : evenH - 1) * w + (col < evenW ? col : evenW - 1)];
+}

@@ -28,6 +28,7 @@
     K(filterFirefliesDenoiser, filterFirefliesElement,                                      \
       (const float4* src, float4* dst, unsigned w, unsigned h), (src, dst, w, h))           \
     K(upscale2x, upscale2xElement, (const float4* src, float4* dst, unsigned w, unsigned h),\
-      (src, dst, w, h))
+      (src, dst, w, h))                                                                     \
+    K(extendEdges, extendEdgesElement, (float4* image, unsigned w, unsigned h), (image, w, h))
 
 T7_POSTPROCESSING_KERNELS(T7_DECLARE_LAUNCHER)

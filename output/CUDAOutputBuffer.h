@@ -6,6 +6,7 @@
 // image the renderer makes is of kind 2). Kind 1 is reserved and allocates
 // nothing.
 
+#include "ImageSize.h"
 #include "core/CUDABuffer.h"
 #include "core/DeviceBound.h"
 
@@ -93,6 +94,9 @@ void CUDAOutputBuffer<PIXEL_FORMAT>::resize(int width, int height)
 {
     if (width == m_width && height == m_height)
         return;
+    // The renderer checks sizes first; this keeps the int products below exact.
+    if (width < 0 || height < 0 || size_t(width) * size_t(height) > kMaxImagePixels)
+        throw sutil::Exception(imageSizeProblem(unsigned(width), unsigned(height), 1).c_str());
     m_width = width;
     m_height = height;
     try {

@@ -117,13 +117,12 @@ void Denoiser::prep(OptixDenoiserOptions& options, int width, int height, cudaSt
     if (!recreate && !resized)
         return;
     CUdeviceptr* releasing = nullptr; // an address whose release may have failed
-    bool destroying = false;
     try {
+        // A denoiser whose destruction fails stays held, for the next
+        // preparation or the destructor to release.
         if (recreate && m_denoiser) {
-            destroying = true;
             OPTIX_CHECK(optixDenoiserDestroy(m_denoiser));
             m_denoiser = nullptr;
-            destroying = false;
         }
         m_options = options;
         // clang-format off
@@ -157,8 +156,6 @@ void Denoiser::prep(OptixDenoiserOptions& options, int width, int height, cudaSt
     } catch (...) {
         if (releasing)
             *releasing = 0; // never released twice
-        if (destroying)
-            m_denoiser = nullptr;
         m_width = m_height = 0; // the next frame prepares everything again
         throw;
     }
@@ -169,7 +166,7 @@ void Denoiser::invoke(float4* image, cudaStream_t stream, const PostprocParams& 
     const int w = int(m_width / m_div), h = int(m_height / m_div);
     std::vector<OptixDenoiserLayer> layers(1);
     setupImage2D(layers[0].input, m_buffer, w, h);
-    // Twice the input: an odd last row or column of the image is left as it is.
+    // Twice the input: an odd last row or column is filled in afterwards.
     setupImage2D(layers[0].output, reinterpret_cast<CUdeviceptr>(image), w * int(m_div),
                  h * int(m_div));
     layers[0].output.rowStrideInBytes = m_width * sizeof(float4);
@@ -183,6 +180,8 @@ void Denoiser::invoke(float4* image, cudaStream_t stream, const PostprocParams& 
     m_paramsDenoiser.blendFactor = params.denoiserBlend;
     OPTIX_CHECK(optixDenoiserInvoke(m_denoiser, stream, &m_paramsDenoiser, m_d_stateDenoiser, m_sizesDenoiser.stateSizeInBytes, &guideLayer, layers.data(), static_cast<unsigned int>(layers.size()), 0, 0, m_d_scratchDenoiser, m_sizesDenoiser.withoutOverlapScratchSizeInBytes));
     // clang-format on
+    if ((m_width | m_height) & 1u && m_div == 2)
+        extendEdges(m_width * m_height, stream, image, m_width, m_height);
 }
 
 void Denoiser::apply_ldr(float4* image, int width, int height, cudaStream_t stream,

@@ -102,9 +102,13 @@ bool PathTracer::setCurrentCamera(unsigned id, char* error)
     if (id == m_currentCamera)
         return true;
     const Camera* current = findCamera(m_currentCamera);
-    // A new program means a new pipeline; the same one is kept.
-    if ((!current || current->name != camera->name) && !setCameraProgram(camera->name))
-        return false;
+    // A new program means a new pipeline; the same one is kept. A name that
+    // is no program reference changes no program (setCameraProgram says so
+    // by its result), and the camera is switched all the same.
+    if (!current || current->name != camera->name) {
+        setCameraProgram(camera->name);
+        m_pipeline_dirty = true;
+    }
     m_currentCamera = id;
     attachTrackball(*camera);
     m_trackball.setSpeed(10.0f);
@@ -201,14 +205,11 @@ T7_CAMERA_SETTER(Aperture, float, aperture, false)
 
 bool PathTracer::rotateCamera(unsigned id, int mode, float dx, float dy)
 {
-    Camera* camera = findCamera(id);
-    if (!camera)
+    if (!findCamera(id))
         return false;
-    // A drag of another camera re-bases the trackball on it first; drags of
-    // the same camera accumulate, so the latitude limit holds for the whole
-    // rotation while GLock is set.
-    if (m_trackball.camera() != camera)
-        attachTrackball(*camera);
+    // The trackball stays on the camera it is attached to (the current one, or
+    // the one whose frame was set last), so that drags accumulate and the
+    // latitude limit holds for the whole rotation while GLock is set.
     m_trackball.setMode(mode);
     m_trackball.updateTracking(truncated(dx), truncated(dy), int(m_width), int(m_height));
     return true;

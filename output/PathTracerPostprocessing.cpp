@@ -4,6 +4,7 @@
 #include "core/PathTracer.h"
 
 #include "Denoiser.h"
+#include "ImageSize.h"
 #include "PostprocessingStages.h"
 
 void PathTracer::addPostprocessing(postprocAlgorithm algorithm)
@@ -14,6 +15,11 @@ void PathTracer::addPostprocessing(postprocAlgorithm algorithm)
     }
     if (hasDenoiser())
         throw sutil::Exception("Denoiser already implemented!");
+    if (algorithm == POSTPROC_DENOISER_UP2) {
+        const std::string problem = imageSizeProblem(m_width, m_height, 2);
+        if (!problem.empty())
+            throw sutil::Exception(problem.c_str());
+    }
     static const OptixDenoiserModelKind kModels[] = {OPTIX_DENOISER_MODEL_KIND_LDR,
                                                      OPTIX_DENOISER_MODEL_KIND_HDR,
                                                      OPTIX_DENOISER_MODEL_KIND_UPSCALE2X};
@@ -102,5 +108,5 @@ void PathTracer::setPostprocDenoiser(OptixDenoiserInputKind kind, float blend, u
 void PathTracer::resizeDenoiserBuffers()
 {
     const bool upscaled = m_scaleFactor >= 2;
-    m_upscaledImage.resize(upscaled ? int(m_width) : 0, upscaled ? int(m_height) : 0);
+    m_upscaledImage.resize(upscaled ? int(m_width) : 1, upscaled ? int(m_height) : 1);
 }

@@ -54,16 +54,19 @@ public:
     readbackMode format() const override { return kFormat; }
     void* devicePointer() override { return m_buffer.map(); }
     void* hostPointer() override { return m_buffer.getHostPointer(); }
+    // The byte count always describes the buffer: 0 while a failed resize
+    // leaves it empty.
     void resize(unsigned width, unsigned height) override
     {
+        m_size = 0;
         m_buffer.resize(int(width), int(height));
-        m_size = width * height * unsigned(sizeof(Pixel));
+        m_size = unsigned(size_t(width) * size_t(height) * sizeof(Pixel));
     }
     int width() const override { return m_buffer.width(); }
     int height() const override { return m_buffer.height(); }
 
 protected:
-    unsigned pixels() const { return unsigned(m_buffer.width()) * unsigned(m_buffer.height()); }
+    unsigned pixels() const { return unsigned(size_t(m_buffer.width()) * size_t(m_buffer.height())); }
     CUDAOutputBuffer<Pixel> m_buffer;
 };
 

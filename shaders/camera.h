@@ -105,7 +105,8 @@ T7_HOST_DEVICE inline void t7_storeSample(const Params& p, unsigned s, int2 pixe
     const float3 n = t7_cameraNormal(p, r.normal);
     t7_accumulate(p.sample_accum, s, make_float4(r.radiance.x, r.radiance.y, r.radiance.z, 1), first);
     t7_accumulate(p.albedo_accum, s, make_float4(r.albedo.x, r.albedo.y, r.albedo.z, 1), first);
-    t7_accumulate(p.normal_accum, s, make_float4(n.x, n.y, n.z, 1), first);
+    // w = 0: the gather normalises all four components.
+    t7_accumulate(p.normal_accum, s, make_float4(n.x, n.y, n.z, 0), first);
     if (!p.last_pass || unsigned(pixel.x) >= p.width || unsigned(pixel.y) >= p.height)
         return;
     const unsigned i = unsigned(pixel.y) * p.width + unsigned(pixel.x);

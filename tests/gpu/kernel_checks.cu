@@ -208,8 +208,8 @@ void checkGathers(cudaStream_t stream)
 }
 
 // The post-processing kernels that read no texture, in place or from a
-// source into a destination, over a 20 x 15 image. Levels and the 2x copy
-// agree bit for bit (finite inputs: NaN payloads may differ); gamma and the
+// source into a destination, over a 20 x 15 image. Levels, the 2x copy and
+// the edge extension agree bit for bit (finite inputs: NaN payloads may differ); gamma and the
 // firefly filter go through the device's approximate log2, exp2 and divide,
 // and agree within 1e-4 (NaN where the host has NaN or infinity).
 void checkPostprocessing(cudaStream_t stream)
@@ -239,6 +239,8 @@ void checkPostprocessing(cudaStream_t stream)
         [&](unsigned i, float4* s, float4*) { levelsElement(i, s, low, range, inv); });
     run("upscale2x", true, [&](float4* s, float4* d) { upscale2x(kCount, stream, s, d, w, h); },
         [&](unsigned i, float4* s, float4* d) { upscale2xElement(i, s, d, w, h); });
+    run("extendEdges", true, [&](float4* s, float4*) { extendEdges(kCount, stream, s, w, h); },
+        [&](unsigned i, float4* s, float4*) { extendEdgesElement(i, s, w, h); });
     run("postprocessingGamma", false,
         [&](float4* s, float4*) { postprocessingGamma(kCount, stream, s, e, scale); },
         [&](unsigned i, float4* s, float4*) { gammaElement(i, s, e, scale); });

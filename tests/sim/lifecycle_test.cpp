@@ -34,10 +34,11 @@ TEST_F(Lifecycle, AnInstanceHoldsItsDeviceObjectsSampleBuffersAndImages)
     // The default material's texture arrays are empty and take no memory. On
     // the device: the launch parameters and, for 64 x 48 pixels (8 x 6 tiles
     // of 64 samples), the indices, sums and running averages. In host memory:
-    // the RGBA8 image, the float4 image, hit positions and ids.
+    // the RGBA8 image, the float4 image, hit positions, ids and the 1 x 1
+    // upscaled image.
     const sim::Counts n = sim::counts();
     EXPECT_TRUE(n.optixContexts == 1 && n.streams == 1 && n.deviceAllocations == 4 &&
-                n.pinnedAllocations == 4);
+                n.pinnedAllocations == 5);
     EXPECT_EQ(n.deviceBytes, 296u + 3072 * (8 + 16 + 16));
     const sim::ContextRecord ctx = sim::records().contexts.back();
     EXPECT_TRUE(ctx.device == 0 && ctx.hasCallback && ctx.cacheEnabled == 1 && ctx.logLevel == 0);
