@@ -1,11 +1,12 @@
 #pragma once
 // The calling convention of the entry points, in one family of helpers: look
 // the handle up (an unknown handle gives the Unknown value before any argument
-// is read), clear the error buffer, call, and for entry points that catch,
-// turn a standard exception into the Exc value with its text printed and
-// copied into the error buffer. Arguments are marshalled inside the call, so
-// a null argument ("<argument> must not be null.") is reported like any other
-// failure; entry points without a handler give their Unknown value for it.
+// is read), clear the error buffer, call, and turn a standard exception into
+// the entry point's failure value with its text printed and copied into the
+// error buffer: nothing throws across the boundary. Entry points that catch
+// by their definition give their Exc value; the others their Unknown value
+// (or nothing). Arguments are marshalled inside the call, so a null argument
+// ("<argument> must not be null.") is reported like any other failure.
 
 #include "Marshalling.h"
 
@@ -43,11 +44,10 @@ template <typename R, typename Call> R reporting(char* error, R onException, Cal
     }
 }
 
-// The convention shared by the entry points with a handle: an exception of
-// type E gives `onException`, with its text in the error buffer (and printed
-// when `Print`); any other exception reaches the host.
-template <typename E, bool Print, typename R, typename Call>
-R withInstance(unsigned handle, char* error, R unknown, R onException, Call&& call)
+// The convention shared by the entry points with a handle: a standard
+// exception gives `onException`, printed and with its text in the error buffer.
+template <typename R, typename Call>
+R catching(unsigned handle, char* error, R unknown, R onException, Call&& call)
 {
     clearError(error);
     PathTracer* pt = findPathTracer(handle);
@@ -55,28 +55,18 @@ R withInstance(unsigned handle, char* error, R unknown, R onException, Call&& ca
         return unknown;
     try {
         return call(*pt);
-    } catch (const E& e) {
-        if (Print)
-            std::cout << e.what() << std::endl;
+    } catch (const std::exception& e) {
+        std::cout << e.what() << std::endl;
         setError(error, e.what());
         return onException;
     }
 }
 
-// Entry points with a handler: Exc on a standard exception, after printing it.
-template <typename R, typename Call>
-R catching(unsigned handle, char* error, R unknown, R onException, Call&& call)
-{
-    return withInstance<std::exception, true>(handle, error, unknown, onException,
-                                              std::forward<Call>(call));
-}
-
-// Entry points without a handler: a null argument gives the Unknown value.
+// Entry points without a handler of their own: a failure gives the Unknown value.
 template <typename R, typename Call>
 R nonCatching(unsigned handle, char* error, R unknown, Call&& call)
 {
-    return withInstance<NullArgument, false>(handle, error, unknown, unknown,
-                                             std::forward<Call>(call));
+    return catching(handle, error, unknown, unknown, std::forward<Call>(call));
 }
 
 template <typename R, typename Call> R nonCatching(unsigned handle, R unknown, Call&& call)

@@ -226,6 +226,27 @@ TEST_F(Cameras, SwitchingCamerasSwitchesProgramsOnlyByName)
     EXPECT_TRUE(ApiDestroyPathTracer(other.handle, nullptr));
 }
 
+// Drags move the camera the trackball is attached to, whichever id they
+// name: with GLock the latitude limit then holds over every drag, and a drag
+// naming another camera cannot re-base the trackball to pass over the pole.
+TEST_F(Cameras, DragsStayOnTheAttachedCamera)
+{
+    const unsigned a = camera(), b = camera();
+    ASSERT_TRUE(ApiSetCameraGLock(h, a, true));
+    ASSERT_TRUE(ApiSetCurrentCamera(h, a, nullptr));
+    trevix7_float3 bEye;
+    ASSERT_TRUE(ApiGetCameraEye(h, b, &bEye));
+    for (unsigned id : {a, b, a})
+        ASSERT_TRUE(ApiRotateCameraEye(h, id, 0, 100, true));
+    trevix7_float3 eye, target, now;
+    ASSERT_TRUE(ApiGetCameraEye(h, a, &eye) && ApiGetCameraTarget(h, a, &target));
+    const float3 d = t7_normalize(make_float3(eye.x - target.x, eye.y - target.y, eye.z - target.z));
+    EXPECT_NEAR(std::asin(std::fabs(t7_dot(d, make_float3(0, 1, 0)))) * 180 / 3.14159265358979, 89.0, 1e-3)
+        << "stopped at the pole after 150 degrees of drags";
+    ASSERT_TRUE(ApiGetCameraEye(h, b, &now));
+    EXPECT_TRUE(now.x == bEye.x && now.y == bEye.y && now.z == bEye.z) << "b never moved";
+}
+
 TEST_F(Cameras, SettersGettersAndTheUpdateFlag)
 {
     const unsigned id = camera(kCamera, {}, 0, true);
@@ -300,10 +321,12 @@ TEST_F(Cameras, CameraTexturesReachEveryDeviceAndFollowARecreatedTexture)
 
     const unsigned missing0 = camera(kCamera, {tex + 100});
     const unsigned missing1 = camera(kCamera, {tex, tex + 100});
-    EXPECT_EQ(failure([&] { ApiSetCurrentCamera(h, missing0, nullptr); }),
-              "Camera texture 0 not found.");
-    EXPECT_EQ(failure([&] { ApiSetCurrentCamera(h, missing1, nullptr); }),
-              "Camera texture 1 not found.");
+    char error[kErrorSize];
+    EXPECT_EQ(printed([&] { EXPECT_FALSE(ApiSetCurrentCamera(h, missing0, error)); }),
+              "Camera texture 0 not found.\n");
+    EXPECT_STREQ(error, "Camera texture 0 not found.");
+    EXPECT_EQ(printed([&] { EXPECT_FALSE(ApiSetCurrentCamera(h, missing1, error)); }),
+              "Camera texture 1 not found.\n");
 }
 
 TEST_F(Cameras, LightsAreMirroredAtTheNextLaunchAndReallocatedOnlyForANewCount)

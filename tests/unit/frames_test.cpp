@@ -382,6 +382,77 @@ TEST_F(Frames, SampleBuffersInHostMemoryRenderTheSameImage)
     EXPECT_EQ(launch(1, 100), 0);
 }
 
+// Sizes are checked in 64 bits before anything is allocated; after a resize
+// whose restore failed too, pointers and sizes agree and a launch fails
+// cleanly; keeping an image the denoiser keeps already restarts nothing.
+TEST_F(Frames, SizesFailedRestoresAndKeptGuides)
+{
+    char error[kErrorSize];
+    const sim::Counts before = sim::counts();
+    const struct {
+        unsigned w, h;
+        const char* why;
+    } sizes[] = {
+        {0, 0, "width and height must be at least 1."},
+        {0, 5, "width and height must be at least 1."},
+        {7, 0, "width and height must be at least 1."},
+        {65536, 65537, "more than 134217727 pixels."},
+        {46341, 46341, "more than 134217727 pixels."},
+        {4294967294u, 4294967295u, "more than 134217727 pixels."},
+    };
+    for (const auto& s : sizes) {
+        const std::string text = "Image size " + std::to_string(s.w) + " x " + std::to_string(s.h) +
+                                 " cannot be rendered: " + s.why;
+        EXPECT_EQ(printed([&] { EXPECT_FALSE(ApiResize(h, s.w, s.h, error)); }), text + "\n");
+        EXPECT_EQ(error, text);
+        EXPECT_EQ(sim::counts().deviceBytes, before.deviceBytes) << text;
+        EXPECT_EQ(sim::counts().pinnedAllocations, before.pinnedAllocations) << text;
+    }
+    EXPECT_EQ(launch(1, 100), 0);
+    EXPECT_EQ(raw().size(), size_t(kWidth * kHeight)) << "still at the old size";
+    EXPECT_EQ(ApiCreatePathTracer(0, 0, READBACK_RGBA8, nullptr, nullptr, 0, nullptr, nullptr, 0,
+                                  nullptr, nullptr, 0, nullptr, nullptr, 0, nullptr, nullptr, 0,
+                                  nullptr, nullptr, 0, nullptr, 0, 0, error),
+              0u);
+    EXPECT_STREQ(error, "Image size 0 x 0 cannot be rendered: width and height must be at least 1.");
+    const unsigned tiny = ApiCreatePathTracer(1, 1, READBACK_RGBA8, nullptr, nullptr, 0, nullptr,
+                                              nullptr, 0, nullptr, nullptr, 0, nullptr, nullptr, 0,
+                                              nullptr, nullptr, 0, nullptr, nullptr, 0, nullptr, 0, 0, error);
+    ASSERT_NE(tiny, 0u) << error;
+    EXPECT_EQ(printed([&] { ApiAddPostprocessing(tiny, POSTPROC_DENOISER_UP2); }),
+              "Image size 1 x 1 cannot be rendered: 2x upscaling needs at least 2 x 2.\n");
+    EXPECT_FALSE(findPathTracer(tiny)->hasDenoiser());
+    EXPECT_TRUE(ApiDestroyPathTracer(tiny, nullptr));
+
+    // No pinned memory: the resize fails, and so does its restore.
+    sim::setPinnedMemoryLimit(0);
+    printed([&] { EXPECT_FALSE(ApiResize(h, 32, 32, error)); });
+    sim::setPinnedMemoryLimit(SIZE_MAX);
+    void* data = &data;
+    unsigned size = 7;
+    EXPECT_TRUE(ApiGetOutputBuffer(h, &data, &size, error));
+    EXPECT_TRUE(data == nullptr && size == 0) << "pointer and size agree";
+    int rawSize = 7;
+    EXPECT_TRUE(ApiGetRawOutputBuffer(h, &data, &rawSize, error));
+    EXPECT_EQ(data != nullptr, rawSize > 0);
+    EXPECT_EQ(printed([&] { EXPECT_EQ(ApiLaunch(h, 1, 100, error), 0x900); }),
+              "The images could not be allocated at the last resize: resize the image to render "
+              "again.\n");
+    EXPECT_TRUE(ApiResize(h, 32, 32, error)) << error;
+    EXPECT_EQ(launch(1, 100), 0);
+    EXPECT_TRUE(ApiGetOutputBuffer(h, &data, &size, error));
+    EXPECT_TRUE(data != nullptr && size == 32 * 32 * 4);
+
+    // A denoiser keeping the albedo (guide kind 3), acting from frame 100.
+    ApiSetPostprocDenoiser(h, OPTIX_DENOISER_INPUT_RGB_ALBEDO, 0.0f, 100);
+    ApiAddPostprocessing(h, POSTPROC_DENOISER_LDR);
+    EXPECT_EQ(launch(2, 4), 0);
+    ASSERT_TRUE(ApiSetSaveAlbedoState(h, true));
+    EXPECT_EQ(launch(2, 4), 1) << "kept already: no restart";
+    ASSERT_TRUE(ApiSetSaveNormalsState(h, true));
+    EXPECT_EQ(launch(2, 4), 0) << "new buffers: a restart";
+}
+
 bool same(float3 a, float3 b) { return a.x == b.x && a.y == b.y && a.z == b.z; }
 
 // Variables reach every device's launch parameters by name, in their own list

@@ -2,6 +2,7 @@
 // Bezier tube against brute force, surface points, camera rays and what a
 // sample stores, and whole paths in small scenes with analytic answers.
 
+#include "kernels/work_distribution_element.h"
 #include "shaders/path.h"
 #include "shaders/surface.h"
 
@@ -222,6 +223,8 @@ TEST(PathTracer, CameraRaysAndWhatASampleStores)
         EXPECT_EQ(hits[5].w, pass == 1 ? 7.0f : 0.0f) << "only on the last pass";
     }
     EXPECT_TRUE(sums[0].x == 2 && sums[0].z == 6 && sums[0].w == 2 && normals[0].z == 2) << "camera space";
+    const float4 n = t7_normalize4(normals[0]); // as the gather normalises the sum
+    EXPECT_TRUE(n.x == 0 && n.y == 0 && n.z == 1 && n.w == 0) << "a unit normal reaches the image";
     EXPECT_TRUE(ids[5].x == (42u | 2u << 30) && ids[5].y == 9);
 }
 
