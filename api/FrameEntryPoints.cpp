@@ -11,8 +11,12 @@ extern "C" {
 
 int ApiLaunch(unsigned int handle, unsigned int count, unsigned int maxFrames, char* error)
 {
-    return catching(handle, error, 0x500, 0x900,
-                    [&](PathTracer& pt) { return int(pt.launch(count, maxFrames)); });
+    return catching(handle, error, 0x500, 0x900, [&](PathTracer& pt) {
+        const int result = int(pt.launch(count, maxFrames));
+        if (result == 0x901)
+            setError(error, pt.compileProblem().c_str());
+        return result;
+    });
 }
 
 // Called from another thread while ApiLaunch runs: it only touches the

@@ -10,8 +10,12 @@ extern "C" {
 
 int ApiCompile(unsigned int handle, char* error)
 {
-    return catching(handle, error, 0x500, 0x901,
-                    [](PathTracer& pt) { return pt.compileScene() ? 1 : 0; });
+    return catching(handle, error, 0x500, 0x901, [&](PathTracer& pt) {
+        if (pt.compileScene())
+            return 1;
+        setError(error, pt.compileProblem().c_str());
+        return 0;
+    });
 }
 
 bool ApiSetMissProgram(unsigned int handle, const char* program, char* error)

@@ -10,6 +10,13 @@
  * by the host, except ApiBreakLaunch, which may be called from another thread
  * while ApiLaunch runs.
  *
+ * No C++ exception crosses this interface (createDirectory alone excepted).
+ * A call that fails inside the library prints the message as one line on
+ * standard output (ApiCreatePathTracer excepted), copies it into the error
+ * buffer when the call has one, and returns its failure value: the value its
+ * comment names, else the value it gives for an unknown handle (0, false,
+ * -1 or a null pointer), or nothing for calls without a result.
+ *
  * Usable from C99 and later and from C++.
  */
 #ifndef TREVIX7_H

@@ -270,8 +270,10 @@ public:
 
     // --- Compilation (core/) ---
     // Brings structures, pipelines and binding tables up to date on every
-    // device; false, with its line printed, when a step fails.
+    // device; false, with its line printed, when a step fails, and then
+    // compileProblem() names the geometry or program and the reason.
     bool compileScene();
+    const std::string& compileProblem() const { return m_compileProblem; }
 
     // --- Textures (scene/) ---
     unsigned setupTexture(int width, int height, int channels, int bits, int addressMode,
@@ -433,6 +435,8 @@ private:
     void retireReadback(std::unique_ptr<Readback> stage);
     // Index of output pixel (x, y) in the render-size images, or false.
     bool pointIndex(unsigned x, unsigned y, size_t& index) const;
+    // Keeps the first reason a compilation failed for; gives false.
+    bool compileFailed(const std::string& problem);
     // Builds one geometry's structure; custom primitives compute their boxes first.
     bool buildGeometry(GeometryBase& geometry, OptixDeviceContext context, bool relocatable);
     // The traversable handles of the instances, in instance order.
@@ -472,6 +476,7 @@ private:
     bool m_pipeline_dirty = true;
     bool m_sbt_dirty = true;
     bool m_ias_dirty = true; // the instance structure must be rebuilt
+    std::string m_compileProblem; // why the last compilation failed
 
     // Camera (ray generation) and miss programs: file, text, entry function.
     std::string m_camera_file, m_camera_ptx, m_camera_function;

@@ -10,8 +10,16 @@
 
 T7_CHECK_LABEL(PathTracer::kLabel);
 
+bool PathTracer::compileFailed(const std::string& problem)
+{
+    if (m_compileProblem.empty())
+        m_compileProblem = problem;
+    return false;
+}
+
 bool PathTracer::compileScene()
 {
+    m_compileProblem.clear();
     const bool several = m_states.size() > 1;
     PathTracerState& primary = m_states.front();
     if (!buildGAS(primary, several)) {
@@ -22,6 +30,8 @@ bool PathTracer::compileScene()
     if (several && m_ias_dirty) {
         for (size_t i = 1; i < m_states.size(); ++i)
             if (!relocateGAS(primary, m_states[i], relocated)) {
+                compileFailed("Device " + std::to_string(m_states[i].device_idx) +
+                              ": a geometry has no structure on the primary device to copy.");
                 std::cout << "compile: preprocessing/GAS failed on secondary dev." << std::endl;
                 return false;
             }

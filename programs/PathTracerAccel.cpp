@@ -8,6 +8,7 @@
 #include "core/DeviceMemory.h"
 
 #include <cstring>
+#include <string>
 
 T7_CHECK_LABEL(PathTracer::kLabel);
 
@@ -22,10 +23,15 @@ void PathTracer::syncAllDevices()
 bool PathTracer::buildGeometry(GeometryBase& geometry, OptixDeviceContext context,
                                bool relocatable)
 {
+    const std::string name = "Geometry " + std::to_string(geometry.id()) + " (kind " +
+                              std::to_string(unsigned(geometry.type())) + "): ";
     if (auto* primitives = dynamic_cast<GeometryPrimitives*>(&geometry))
         if (!primitives->applyPreprocessing())
-            return false;
-    return geometry.buildMeshAccel(context, relocatable, true);
+            return compileFailed(name + "a slot its bounding boxes are computed from is missing "
+                                        "or holds fewer elements than slot 0.");
+    if (!geometry.buildMeshAccel(context, relocatable, true))
+        return compileFailed(name + "its acceleration structure could not be allocated.");
+    return true;
 }
 
 bool PathTracer::buildGAS(PathTracerState& state, bool relocatable)

@@ -118,8 +118,10 @@ void PathTracer::createHitModules(PathTracerState& state, bool force)
 
 bool PathTracer::createPipeline(PathTracerState& state)
 {
-    if (m_camera_function.empty() || m_miss_function.empty())
-        return false; // nothing to generate rays with, or to shade a miss with
+    if (m_camera_function.empty())
+        return compileFailed("No camera program: make a camera current before compiling.");
+    if (m_miss_function.empty())
+        return compileFailed("No miss program: set one with ApiSetMissProgram before compiling.");
     destroyPipeline(state);
     // Every pipeline admits triangles, custom primitives and all round curves.
     state.modules.pipelineCompileOptions().usesPrimitiveTypeFlags |= 0x8000001F;

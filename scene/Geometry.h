@@ -153,6 +153,8 @@ public:
     // Computes one box per primitive into the box buffer (on the device);
     // false for kinds without boxes or with missing inputs.
     bool applyPreprocessing();
+    // Whether applyPreprocessing computes boxes for the kind.
+    static bool hasBoxes(geoPrimirivesType type);
     // Takes the boxes computed for the same geometry on another device.
     bool relocateAabb(const GeometryPrimitives& src);
     // Frees the boxes once no build needs them.

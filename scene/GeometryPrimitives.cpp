@@ -116,6 +116,21 @@ bool GeometryPrimitives::applyPreprocessing()
     return complete;
 }
 
+bool GeometryPrimitives::hasBoxes(geoPrimirivesType type)
+{
+    switch (type) {
+    case geoParticleSet:
+    case geoParticleSetTex:
+    case geoBezier:
+    case geoParallelograms:
+    case geoParallelepipeds:
+    case geoDummy:
+        return true;
+    default:
+        return false;
+    }
+}
+
 bool GeometryPrimitives::relocateAabb(const GeometryPrimitives& src)
 {
     if (src.m_type != m_type)

@@ -89,6 +89,11 @@ unsigned PathTracer::setupBSplinesGeometry(geoPrimirivesType type, const SlotMap
 unsigned PathTracer::setupPrimitivesGeometry(geoPrimirivesType type, const std::string& program,
                                              const SlotMap& slots, unsigned material)
 {
+    // A kind without boxes could never be built: refused before it takes an id.
+    if (!GeometryPrimitives::hasBoxes(type))
+        throw sutil::Exception(("Custom primitives of kind " + std::to_string(unsigned(type)) +
+                                " have no bounding boxes: the kinds are 1, 4, 5, 7, 8 and 127.")
+                                   .c_str());
     return addGeometry(&PathTracerState::primitives, type, slots, material, program);
 }
 

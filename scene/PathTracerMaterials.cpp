@@ -4,6 +4,8 @@
 
 #include "core/CUDABuffer.h"
 
+#include <climits>
+#include <string>
 #include <tuple>
 
 T7_CHECK_LABEL(PathTracer::kLabel);
@@ -44,6 +46,10 @@ MaterialData materialData(const PathTracer::VariableMap<unsigned>& uintParams,
     take(floatParams, "reflectivity_range", data.reflectivity_range);
     take(floatParams, "normaltilt_iar", data.normaltilt_iar);
     take(uintParams, "flags", data.flags);
+    if (tex_count > UINT_MAX)
+        throw sutil::Exception(("Texture count " + std::to_string(tex_count) +
+                                " is above the largest a material holds (" +
+                                std::to_string(UINT_MAX) + ").").c_str());
     data.tex_count = unsigned(tex_count);
     return data;
 }

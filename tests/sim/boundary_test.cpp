@@ -239,14 +239,19 @@ TEST_F(Boundary, NullArgumentsAreRefusedByName)
     EXPECT_EQ(DRIVE(ApiGpuArchitecture)(0xffffffffu), 0);
 }
 
-TEST_F(Boundary, EveryEnumerationValueIsAccepted)
+TEST_F(Boundary, EveryEnumerationValueIsHandled)
 {
     char error[kErrorSize];
-    // Geometry kinds outside the named values are stored as given.
-    for (unsigned type : {16u, 126u, 128u, 0x7fffffffu, 0xffffffffu}) {
-        const int g = ApiSetupPrimitivesGeometry(h, geoPrimirivesType(type), kIsec, kSlots, kSizes,
-                                                 1, material, error);
-        EXPECT_GT(g, 0) << error;
+    // Geometry kinds outside the named values are stored as given, but custom
+    // primitives need a kind whose bounding boxes the library computes.
+    for (unsigned type : {0u, 9u, 13u, 16u, 126u, 128u, 999u, 0x7fffffffu, 0xffffffffu}) {
+        printed([&] {
+            EXPECT_EQ(ApiSetupPrimitivesGeometry(h, geoPrimirivesType(type), kIsec, kSlots, kSizes,
+                                                 1, material, error),
+                      0);
+        });
+        EXPECT_EQ(std::string(error), "Custom primitives of kind " + std::to_string(type) +
+                                          " have no bounding boxes: the kinds are 1, 4, 5, 7, 8 and 127.");
         const int t = ApiSetupTrianglesGeometry(h, geoPrimirivesType(type), kSlots, kSizes, 1,
                                                 material, error);
         EXPECT_GT(t, 0) << error;
@@ -297,9 +302,6 @@ TEST_F(Boundary, SuccessClearsAStaleError)
         {"delete", [&](char* e) { return ApiDeleteGeometry(h, unsigned(particles), e); }},
         {"compile to ptx", [&](char* e) { return ApiCompileToPtx("dummy7_chit.cu", e) == 0; }},
         {"miss", [&](char* e) { return ApiSetMissProgram(h, "dummy7_miss.cu::__miss__dummy", e); }},
-        // No camera program yet: the pipelines fail without an exception.
-        {"compile", [&](char* e) { return ApiCompile(h, e) == 0; }},
-        {"launch", [&](char* e) { return ApiLaunch(h, 1, 10, e) == 0x901; }},
         {"resize", [&](char* e) { return ApiResize(h, 16, 8, e); }},
         {"output", [&](char* e) { void* d; unsigned n; return ApiGetOutputBuffer(h, &d, &n, e); }},
         {"destroy", [&](char* e) { return ApiDestroyPathTracer(extra, e); }},
@@ -309,6 +311,87 @@ TEST_F(Boundary, SuccessClearsAStaleError)
         EXPECT_TRUE(o.result) << c.first;
         EXPECT_EQ(o.error, "") << c.first;
     }
+}
+
+// A failure inside any call is printed, copied into the error buffer where
+// there is one, and returned as the call's failure value: nothing reaches the
+// host as an exception.
+TEST_F(Boundary, FailuresInsideCallsAreReportedNotThrown)
+{
+    auto camera = [&](const char* program, unsigned texture) {
+        return ApiSetupCamera(h, program, {0, 0, 1}, {}, {0, 1, 0}, 45, 1, {}, 0, 0, 0, 0, 0, 0,
+                              false, &texture, texture ? 1 : 0);
+    };
+    const unsigned plain = camera(kCamera, 0), badTexture = camera(kCamera, 9999),
+                   noFile = camera("missing7.cu::__raygen__x", 0);
+    ApiAddPostprocessing(h, POSTPROC_DENOISER_LDR);
+    struct Case {
+        const char* what;
+        std::function<long(char*)> call;
+        long failure;
+        std::string message; // the beginning of it
+        bool buffer;         // the call has an error buffer
+        const char* out = nullptr; // what it prints, when not the message
+        std::function<void()> before = [] {};
+        std::function<void()> after = [] {};
+    };
+    const auto noMemory = [] {
+        sim::setPinnedMemoryLimit(0);
+        sim::setDeviceMemoryLimit(0, 0);
+    };
+    const auto memory = [&] {
+        sim::setPinnedMemoryLimit(SIZE_MAX);
+        sim::setDeviceMemoryLimit(0, size_t(1) << 30);
+        EXPECT_TRUE(ApiResize(h, 64, 48, nullptr)) << "images back";
+    };
+    const Case cases[] = {
+        {"compile without a camera", [&](char* e) { return long(ApiCompile(h, e)); }, 0,
+         "No camera program: make a camera current before compiling.", true, "compile: pipelines failed.\n"},
+        {"launch without a camera", [&](char* e) { return long(ApiLaunch(h, 1, 9, e)); }, 0x901,
+         "No camera program: make a camera current before compiling.", true, "compile: pipelines failed.\n"},
+        {"a second denoiser", [&](char*) { ApiAddPostprocessing(h, POSTPROC_DENOISER_HDR); return 0L; }, 0,
+         "Denoiser already implemented!", false},
+        {"an unknown stage texture", [&](char*) { return long(ApiSetPostprocTonemapGrayTexture(h, 9999)); }, 0,
+         "TonemapGray texture not found.", false},
+        {"an unknown overlay", [&](char*) { return long(ApiSetPostprocMulTexture(h, 9999)); }, 0,
+         "Mul overlay texture not found.", false},
+        {"a camera's missing program file", [&](char* e) { return long(ApiSetCurrentCamera(h, noFile, e)); }, 0,
+         "ERROR: PathTracer(", true},
+        {"a camera's missing texture", [&](char* e) { return long(ApiSetCurrentCamera(h, badTexture, e)); }, 0,
+         "Camera texture 0 not found.", true},
+        {"an update of it", [&](char*) { return long(ApiUpdateCamera(h)); }, 0,
+         "Camera texture 0 not found.", false},
+        {"a setter of it with update", [&](char*) { return long(ApiSetCameraFov(h, badTexture, 30, true)); }, 0,
+         "Camera texture 0 not found.", false},
+        {"a material's texture count", [&](char* e) {
+             return long(ApiSetupMaterial(h, kHit, kHit, nullptr, nullptr, 0, nullptr, nullptr, 0, nullptr, nullptr, 0, nullptr, nullptr, 0, nullptr, 0, nullptr, 0, nullptr, 0, nullptr, 0, 1ul << 32, e));
+         }, 0, "Texture count 4294967296 is above the largest a material holds (4294967295).", true},
+        {"keeping normals without memory", [&](char*) { return long(ApiSetSaveNormalsState(h, true)); }, 0,
+         "CUDA call (", false, nullptr, noMemory, memory},
+        {"a readback mode without memory", [&](char*) { return long(ApiSetReadbackMode(h, READBACK_RGBA16)); }, 0,
+         "CUDA call (", false, nullptr, noMemory, memory},
+    };
+    for (const Case& c : cases) {
+        c.before();
+        const auto o = run(c.call);
+        c.after();
+        EXPECT_EQ(o.result, c.failure) << c.what;
+        if (c.out) {
+            EXPECT_EQ(o.out, c.out) << c.what;
+            EXPECT_EQ(o.error, c.message) << c.what;
+            continue;
+        }
+        // The last line printed (allocation fall-backs may report before it;
+        // CUDA messages end with a line end of their own).
+        const std::string out = o.out.substr(0, o.out.find_last_not_of('\n') + 1);
+        const std::string line = out.substr(out.rfind('\n') + 1);
+        EXPECT_EQ(line.rfind(c.message, 0), 0u) << c.what << ": " << o.out;
+        EXPECT_EQ(o.error.substr(0, o.error.find_last_not_of('\n') + 1), c.buffer ? line : "stale")
+            << c.what;
+    }
+    EXPECT_TRUE(ApiSetCurrentCamera(h, plain, nullptr)) << "the instance works on";
+    ASSERT_TRUE(ApiSetMissProgram(h, "dummy7_miss.cu::__miss__dummy", nullptr));
+    EXPECT_EQ(ApiLaunch(h, 1, 9, nullptr), 0);
 }
 
 // A set-up whose CUDA calls fail part of the way releases what it had made.

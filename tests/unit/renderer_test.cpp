@@ -452,12 +452,18 @@ TEST_F(Compile, InstancesTakeTheirIdsAndTwoRecordsEach)
 
 TEST_F(Compile, EachFailingStepSaysSo)
 {
-    // A kind without a box kernel cannot be preprocessed.
-    const unsigned bad = m_pt->setupPrimitivesGeometry(geoParallelepipeds2, t7test::kIsec, {{0, 12}}, m_material);
+    // Spheres without radii cannot be bounded; the reason names the geometry.
+    const unsigned bad = m_pt->setupPrimitivesGeometry(geoParticleSet, t7test::kIsec, {{0, 12}}, m_material);
     const std::vector<float3> points(2, make_float3(0, 0, 0));
     m_pt->uploadGeometryBuffers(bad, 2, {{0, const_cast<float3*>(points.data())}});
     EXPECT_EQ(t7test::printed([&] { EXPECT_FALSE(m_pt->compileScene()); }),
               "compile: preprocessing/GAS failed on primary dev.\n");
+    EXPECT_EQ(m_pt->compileProblem(),
+              "Geometry " + std::to_string(bad) + " (kind 1): a slot its bounding boxes are "
+              "computed from is missing or holds fewer elements than slot 0.");
+    // A kind without boxes is refused when it is set up.
+    EXPECT_EQ(t7test::failure([&] { m_pt->setupPrimitivesGeometry(geoParallelepipeds2, t7test::kIsec, {}, m_material); }),
+              "Custom primitives of kind 9 have no bounding boxes: the kinds are 1, 4, 5, 7, 8 and 127.");
 }
 
 // New segments alone do not make a curve's structure stale (the setter of
