@@ -38,12 +38,14 @@ T7_HOST_DEVICE inline float3 t7_fresnelSchlick(float3 f0, float cosI, float f90 
 
 // --- GGX (isotropic roughness alpha) ---
 
+// For a unit h. The denominator is written as a2 z^2 + x^2 + y^2, not as
+// z^2 (a2 - 1) + 1, which cancels for small roughness.
 T7_HOST_DEVICE inline float t7_ggxD(float3 h, float alpha)
 {
     if (h.z <= 0.0f)
         return 0.0f;
     const float a2 = alpha * alpha;
-    const float d = h.z * h.z * (a2 - 1.0f) + 1.0f;
+    const float d = a2 * h.z * h.z + h.x * h.x + h.y * h.y;
     return a2 / (kT7Pi * d * d);
 }
 
@@ -53,7 +55,7 @@ T7_HOST_DEVICE inline float t7_ggxLambda(float3 w, float alpha)
     const float z2 = w.z * w.z;
     if (z2 <= 0.0f)
         return 1e30f;
-    const float tan2 = fmaxf(0.0f, 1.0f - z2) / z2;
+    const float tan2 = (w.x * w.x + w.y * w.y) / z2; // w unit
     return 0.5f * (sqrtf(1.0f + alpha * alpha * tan2) - 1.0f);
 }
 
@@ -173,7 +175,9 @@ T7_HOST_DEVICE inline float t7_roughDielectricEval(float eta, float alpha, float
 
 // A visible microfacet normal, then reflection with the Fresnel probability,
 // else refraction. Weight G2 / G1(wo), white; 0 when the direction leaves
-// through the wrong side.
+// through the wrong side: a reflection below the surface or a refraction
+// above it, which evaluation (deciding the lobe by the side) would take for
+// the other lobe.
 T7_HOST_DEVICE inline T7BsdfSample t7_roughDielectricSample(float eta, float alpha, float3 wo,
                                                             float u1, float u2, float u3)
 {
@@ -181,9 +185,14 @@ T7_HOST_DEVICE inline T7BsdfSample t7_roughDielectricSample(float eta, float alp
     const float3 o = t7_scale(wo, side.s);
     const float3 h = t7_ggxSampleVisible(o, alpha, u1, u2);
     float3 i;
-    if (u3 < t7_fresnelDielectric(t7_dot(o, h), side.e) || !t7_refract(o, h, side.e, i))
+    bool reflect = u3 < t7_fresnelDielectric(t7_dot(o, h), side.e);
+    if (reflect || !t7_refract(o, h, side.e, i)) {
         i = t7_reflect(o, h);
+        reflect = true;
+    }
     const float3 wi = t7_scale(i, side.s);
+    if (reflect != (i.z > 0.0f))
+        return {wi, 0.0f, make_float3(0, 0, 0)};
     float pdf;
     if (t7_roughDielectricEval(eta, alpha, wo, wi, pdf) <= 0.0f || pdf <= 0.0f)
         return {wi, 0.0f, make_float3(0, 0, 0)};

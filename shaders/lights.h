@@ -36,11 +36,14 @@ struct T7LightSample {
 
 constexpr float kT7Far = 1e30f;
 
-// The cosine of the cone a sphere subtends from p, or -1 from inside it.
-T7_HOST_DEVICE inline float t7_sphereCosMax(const T7Light& l, float3 p)
+// 1 - cos of the half-angle of the cone a sphere subtends from p, or 2 from
+// inside it. With s = r^2 / d^2, 1 - sqrt(1 - s) = s / (1 + sqrt(1 - s)),
+// which does not cancel for small or distant spheres.
+T7_HOST_DEVICE inline float t7_sphereCone(const T7Light& l, float3 p)
 {
     const float d2 = t7_dot(t7_sub(l.position, p), t7_sub(l.position, p));
-    return d2 > l.radius * l.radius ? sqrtf(1.0f - l.radius * l.radius / d2) : -1.0f;
+    const float s = l.radius * l.radius / d2;
+    return s < 1.0f ? s / (1.0f + sqrtf(1.0f - s)) : 2.0f;
 }
 
 T7_HOST_DEVICE inline T7LightSample t7_sampleLight(const T7Light& l, float3 p, float u1, float u2)
@@ -61,13 +64,15 @@ T7_HOST_DEVICE inline T7LightSample t7_sampleLight(const T7Light& l, float3 p, f
         return {wi, d, t7_scale(l.emission, k), 0.0f};
     }
     if (l.type == TREVIX7_LIGHT_SPHERE) {
-        const float cosMax = t7_sphereCosMax(l, p);
+        const float cone = t7_sphereCone(l, p);
         float3 axis = t7_normalize(t7_sub(l.position, p)), t, b;
         t7_frame(axis, t, b);
-        const float3 wi = t7_toWorld(t7_sampleCone(u1, u2, cosMax), t, b, axis);
+        const float3 wi = t7_toWorld(t7_sampleCone(u1, u2, cone), t, b, axis);
         const float dist = t7_hitSphere(p, wi, l.position, l.radius, 0.0f);
-        return {wi, dist > 0.0f ? dist : 0.0f, dist > 0.0f ? l.emission : none,
-                t7_conePdf(make_float3(0, 0, t7_dot(wi, axis)), cosMax)};
+        // Every direction of the cone is the light's, even where rounding
+        // lets the ray graze past it.
+        return {wi, dist > 0.0f ? dist : t7_dot(t7_sub(l.position, p), wi), l.emission,
+                t7_coneDensity(cone)};
     }
     // Parallelogram: uniform over its area, one-sided.
     const float3 q = t7_add(l.position, t7_add(t7_scale(l.u, u1), t7_scale(l.v, u2)));
@@ -81,21 +86,27 @@ T7_HOST_DEVICE inline T7LightSample t7_sampleLight(const T7Light& l, float3 p, f
     return {wi, d, l.emission, d2 / (cosL * t7_length(n))};
 }
 
-// The density with which t7_sampleLight picks direction wi from p: 0 for the
-// delta lights and for directions that miss the light or reach its back.
-T7_HOST_DEVICE inline float t7_lightPdf(const T7Light& l, float3 p, float3 wi)
+// The density with which t7_sampleLight from p picks the direction wi that
+// meets the light at distance t (found by the caller's own intersection): 0
+// for the delta lights and for the back of a parallelogram.
+T7_HOST_DEVICE inline float t7_lightHitPdf(const T7Light& l, float3 p, float3 wi, float t)
 {
-    if (l.type == TREVIX7_LIGHT_SPHERE) {
-        const float cosMax = t7_sphereCosMax(l, p);
-        const float3 axis = t7_normalize(t7_sub(l.position, p));
-        return t7_hitSphere(p, wi, l.position, l.radius, 0.0f) > 0.0f
-                   ? t7_conePdf(make_float3(0, 0, t7_dot(wi, axis)), cosMax)
-                   : 0.0f;
-    }
+    if (l.type == TREVIX7_LIGHT_SPHERE)
+        return t7_coneDensity(t7_sphereCone(l, p));
     if (l.type != TREVIX7_LIGHT_PARALLELOGRAM)
         return 0.0f;
-    const float t = t7_hitParallelogram(p, wi, l.position, l.u, l.v, 0.0f);
     const float3 n = t7_cross(l.u, l.v);
     const float cosL = -t7_dot(wi, n) / t7_length(n);
-    return t > 0.0f && cosL > 0.0f ? t * t / (cosL * t7_length(n)) : 0.0f;
+    return cosL > 0.0f ? t * t / (cosL * t7_length(n)) : 0.0f;
+}
+
+// The same for any direction from p: 0 where it misses the light.
+T7_HOST_DEVICE inline float t7_lightPdf(const T7Light& l, float3 p, float3 wi)
+{
+    float t = -1.0f;
+    if (l.type == TREVIX7_LIGHT_SPHERE)
+        t = t7_hitSphere(p, wi, l.position, l.radius, 0.0f);
+    else if (l.type == TREVIX7_LIGHT_PARALLELOGRAM)
+        t = t7_hitParallelogram(p, wi, l.position, l.u, l.v, 0.0f);
+    return t > 0.0f ? t7_lightHitPdf(l, p, wi, t) : 0.0f;
 }

@@ -75,6 +75,12 @@ T7_HOST_DEVICE inline bool t7_finite(float3 v)
 #endif
 }
 
+// What is left after `length` in a medium of absorption coefficients a.
+T7_HOST_DEVICE inline float3 t7_transmittance(float3 a, float length)
+{
+    return make_float3(expf(-a.x * length), expf(-a.y * length), expf(-a.z * length));
+}
+
 // A ray origin scene_epsilon off the surface, on the side of direction d.
 T7_HOST_DEVICE inline float3 t7_offset(const Params& p, float3 x, float3 ng, float3 d)
 {
@@ -104,17 +110,24 @@ T7_HOST_DEVICE T7PathResult t7_tracePath(const Params& p, const Scene& scene, fl
     for (unsigned seg = 0; seg < segments; ++seg) {
         T7Hit hit;
         scene.trace(o, d, hit);
-        const T7LightHit lit = t7_hitLights(p, o, d, hit.t < 0.0f ? kT7Far : hit.t);
+        // Lights are found from the surface point itself, not from the
+        // offset origin the scene needs: light sampling works from that point
+        // too, so both cover the same directions, and the hit found is
+        // weighted by its own distance. The surface hit, from the origin
+        // scene_epsilon off, is as far again at most.
+        const float shift = seg == 0 ? 0.0f : p.scene_epsilon;
+        const T7LightHit lit = t7_hitLights(p, from, d, hit.t < 0.0f ? kT7Far : hit.t + shift);
         if (lit.index >= 0) {
-            const float w =
-                scatterPdf > 0.0f
-                    ? t7_mis(scatterPdf, t7_lightPdf(t7_light(p, lit.index), from, d) / lights)
-                    : 1.0f;
-            L = t7_add(L, t7_scale(t7_mul(beta, lit.radiance), w));
+            const float w = scatterPdf > 0.0f
+                                ? t7_mis(scatterPdf,
+                                         t7_lightHitPdf(t7_light(p, lit.index), from, d, lit.t) / lights)
+                                : 1.0f;
+            const float3 seen = t7_mul(lit.radiance, t7_transmittance(absorption, lit.t));
+            L = t7_add(L, t7_scale(t7_mul(beta, seen), w));
             if (seg == 0) {
                 r.albedo = t7_guideColor(lit.radiance);
-                r.position = make_float4(o.x + lit.t * d.x, o.y + lit.t * d.y, o.z + lit.t * d.z,
-                                         lit.t);
+                r.position = make_float4(from.x + lit.t * d.x, from.y + lit.t * d.y,
+                                         from.z + lit.t * d.z, lit.t);
                 r.id = t7_idWords(TREVIX7_ID_LIGHT, unsigned(lit.index), 0);
             }
             break;
@@ -131,8 +144,7 @@ T7_HOST_DEVICE T7PathResult t7_tracePath(const Params& p, const Scene& scene, fl
                 r.albedo = t7_guideColor(hit.background);
             break;
         }
-        beta = t7_mul(beta, make_float3(expf(-absorption.x * hit.t), expf(-absorption.y * hit.t),
-                                        expf(-absorption.z * hit.t)));
+        beta = t7_mul(beta, t7_transmittance(absorption, hit.t));
         T7Material m = hit.material;
         if (seg == 0) {
             r.albedo = m.color;
@@ -195,7 +207,15 @@ T7_HOST_DEVICE T7PathResult t7_tracePath(const Params& p, const Scene& scene, fl
                 if (t7_max3(f) > 0.0f &&
                     !scene.occluded(start, ls.wi, ls.distance * (1.0f - 1e-4f) - p.scene_epsilon)) {
                     const float lightPdf = ls.pdf / lights;
-                    const float3 c = t7_scale(t7_mul(t7_mul(beta, f), ls.radiance), fabsf(wi.z));
+                    // The shadow ray's medium: inside a dielectric when it
+                    // leaves into it, else the one the path arrived in.
+                    const float3 medium =
+                        t7_isDielectric(m) ? (t7_dot(ls.wi, hit.geometric) < 0.0f ? m.absorption
+                                                                                 : make_float3(0, 0, 0))
+                                           : absorption;
+                    const float3 arriving =
+                        t7_mul(ls.radiance, t7_transmittance(medium, ls.distance));
+                    const float3 c = t7_scale(t7_mul(t7_mul(beta, f), arriving), fabsf(wi.z));
                     L = t7_add(L, delta ? t7_scale(c, float(lights))
                                         : t7_scale(c, t7_mis(lightPdf, bsdfPdf) / lightPdf));
                 }

@@ -62,16 +62,23 @@ T7_HOST_DEVICE inline float3 t7_sampleCosine(float u1, float u2)
 
 T7_HOST_DEVICE inline float t7_cosinePdf(float3 w) { return w.z > 0.0f ? w.z / kT7Pi : 0.0f; }
 
-// Uniform over the cone around +z whose half-angle has cosine cosMax (-1 gives
-// the whole sphere): density 1 / (2 pi (1 - cosMax)) inside.
-T7_HOST_DEVICE inline float3 t7_sampleCone(float u1, float u2, float cosMax)
+// Uniform over the cone around +z of half-angle theta, given by
+// 1 - cos(theta) (2 gives the whole sphere), which keeps tiny cones exact:
+// density 1 / (2 pi (1 - cos theta)) inside.
+T7_HOST_DEVICE inline float3 t7_sampleCone(float u1, float u2, float oneMinusCos)
 {
-    const float z = 1.0f - u1 * (1.0f - cosMax);
-    const float r = sqrtf(fmaxf(0.0f, 1.0f - z * z)), phi = 2.0f * kT7Pi * u2;
+    const float a = u1 * oneMinusCos; // 1 - z
+    const float z = 1.0f - a;
+    const float r = sqrtf(fmaxf(0.0f, a * (2.0f - a))), phi = 2.0f * kT7Pi * u2;
     return make_float3(r * cosf(phi), r * sinf(phi), z);
 }
 
-T7_HOST_DEVICE inline float t7_conePdf(float3 w, float cosMax)
+T7_HOST_DEVICE inline float t7_coneDensity(float oneMinusCos)
 {
-    return w.z >= cosMax ? 1.0f / (2.0f * kT7Pi * (1.0f - cosMax)) : 0.0f;
+    return 1.0f / (2.0f * kT7Pi * oneMinusCos);
+}
+
+T7_HOST_DEVICE inline float t7_conePdf(float3 w, float oneMinusCos)
+{
+    return 1.0f - w.z <= oneMinusCos ? t7_coneDensity(oneMinusCos) : 0.0f;
 }

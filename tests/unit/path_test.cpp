@@ -62,11 +62,11 @@ TEST(PathTracer, BezierTubeAgreesWithAMarchAlongTheRay)
         float3 o, d;
         const bool inside = i % 8 == 0;
         if (inside) { // near the axis, in any direction
-            o = t7_add(onCurve, t7_scale(t7_sampleCone(t7_random(s), t7_random(s), -1), 0.3f * r1));
-            d = t7_sampleCone(t7_random(s), t7_random(s), -1);
+            o = t7_add(onCurve, t7_scale(t7_sampleCone(t7_random(s), t7_random(s), 2), 0.3f * r1));
+            d = t7_sampleCone(t7_random(s), t7_random(s), 2);
         } else { // from afar at a point near the tube, some grazing it
             o = {4 * t7_random(s) - 0.5f, 6 * t7_random(s) - 3, 2 + t7_random(s)};
-            const float3 aim = t7_add(onCurve, t7_scale(t7_sampleCone(t7_random(s), t7_random(s), -1),
+            const float3 aim = t7_add(onCurve, t7_scale(t7_sampleCone(t7_random(s), t7_random(s), 2),
                                                         2 * r0 * t7_random(s)));
             d = t7_normalize(t7_sub(aim, o));
         }
@@ -358,6 +358,91 @@ TEST(PathTracer, LightsOverADiffuseFloor)
     scene.quads[0].m.color.x = NAN;
     const float3 bad = t7_tracePath(p, scene, {0, 0, 1}, {0, 0, -1}, s).radiance;
     EXPECT_TRUE(bad.x == 1 && bad.y == 0 && bad.z == 1);
+}
+
+// Light seen through an absorbing glass ball of index 1 (no refraction, no
+// reflection): a light record inside it, hit by the path, and a point light
+// inside it, reached by a shadow ray from a floor inside it, are dimmed by
+// exp(-sigma length) as an emissive surface is.
+TEST(PathTracer, AbsorbingGlassDimsLightsSeenThroughIt)
+{
+    Params p = params();
+    p.ambient_color = {0, 0, 0};
+    p.path_seg_range = {8, 3};
+    MaterialData glass;
+    glass.flags = TREVIX7_MATERIAL_DIELECTRIC;
+    glass.refraction_index = {1, 1, 1};
+    glass.subsurface_color = {0.25f, 0.5f, 1}; // left after one unit of length
+    glass.radiation_length = 1;
+    HostScene scene{{{{0, 0, -3}, 1, t7_material(glass, {1, 1, 1}, t7_noTextures())}}, {}, {0, 0, 0}};
+    T7Light light = {};
+    light.type = TREVIX7_LIGHT_PARALLELOGRAM;
+    light.position = {-0.1f, -0.1f, -3.5f};
+    light.u = {0.2f, 0, 0};
+    light.v = {0, 0.2f, 0}; // u x v is +z: it faces the eye
+    light.emission = {4, 4, 4};
+    p.lights = reinterpret_cast<LightData*>(&light);
+    p.num_lights = 1;
+    unsigned s = 5;
+    float3 got = t7_tracePath(p, scene, {0, 0, 0}, {0, 0, -1}, s).radiance;
+    // (Within 1e-3: the path starts scene_epsilon inside the glass.)
+    EXPECT_NEAR(got.x / (4 * powf(0.25f, 1.5f)), 1, 1e-3) << "1.5 units of glass";
+    EXPECT_NEAR(got.y / (4 * powf(0.5f, 1.5f)), 1, 1e-3);
+    EXPECT_NEAR(got.z / 4, 1, 1e-3);
+
+    // A white floor at z = -3 inside the ball, lit by a point light 0.5 above
+    // it inside the ball, seen from outside 1 unit of glass away.
+    scene.quads.push_back({{-0.5f, -0.5f, -3}, {1, 0, 0}, {0, 1, 0}, diffuse(1)});
+    light.type = TREVIX7_LIGHT_POINT;
+    light.position = {0.3f, 0, -2.5f};
+    s = 5;
+    got = t7_tracePath(p, scene, {0, 0, 0}, {0, 0, -1}, s).radiance;
+    const float d2 = 0.3f * 0.3f + 0.25f, d = sqrtf(d2), cosT = 0.5f / d;
+    const float direct = 1 / kT7Pi * 4 * cosT / d2;
+    EXPECT_NEAR(got.x / (0.25f * direct * powf(0.25f, d)), 1, 1e-3) << "1 unit in, d to the light";
+    EXPECT_NEAR(got.z / direct, 1, 1e-3);
+}
+
+// Direct light on a floor under a square light, by light sampling and hits
+// on the light weighted against each other, against the exact irradiance of
+// the polygon (Lambert's formula), with a large scene_epsilon: the weight of
+// a hit is that of the hit found, so no sliver of the light counts twice.
+TEST(PathTracer, LightHitsAreWeightedWhereTheyWereFound)
+{
+    Params p = params();
+    p.ambient_color = {0, 0, 0};
+    p.path_seg_range = {8, 2};
+    p.scene_epsilon = 0.05f;
+    HostScene scene{{}, {{{-50, -50, 0}, {100, 0, 0}, {0, 100, 0}, diffuse(1)}}, {0, 0, 0}};
+    T7Light light = {};
+    light.type = TREVIX7_LIGHT_PARALLELOGRAM;
+    light.position = {-0.5f, -0.5f, 0.6f};
+    light.u = {0, 1, 0};
+    light.v = {1, 0, 0}; // u x v is -z: it faces the floor
+    light.emission = {1, 1, 1};
+    p.lights = reinterpret_cast<LightData*>(&light);
+    p.num_lights = 1;
+    for (float x : {0.0f, 0.45f, 0.7f}) {
+        // Lambert: E = L / 2 sum acos(r_i . r_i+1) n . unit(r_i x r_i+1).
+        const float3 corners[4] = {{-0.5f, -0.5f, 0.6f}, {0.5f, -0.5f, 0.6f}, {0.5f, 0.5f, 0.6f}, {-0.5f, 0.5f, 0.6f}};
+        double e = 0;
+        for (int k = 0; k < 4; ++k) {
+            const float3 a = t7_normalize(t7_sub(corners[k], {x, 0, 0}));
+            const float3 b = t7_normalize(t7_sub(corners[(k + 1) % 4], {x, 0, 0}));
+            e += std::acos(double(t7_dot(a, b))) * t7_normalize(t7_cross(a, b)).z;
+        }
+        const double exact = std::fabs(e) / 2 / kT7Pi; // albedo 1: E / pi
+        unsigned s = 17;
+        double sum = 0, sum2 = 0;
+        const int n = 400000;
+        for (int i = 0; i < n; ++i) {
+            const double v = t7_tracePath(p, scene, {x, 0, 0.3f}, {0, 0, -1}, s).radiance.x;
+            sum += v;
+            sum2 += v * v;
+        }
+        const double mean = sum / n, error = std::sqrt((sum2 / n - mean * mean) / n);
+        EXPECT_NEAR(mean, exact, 4 * error) << x << ": standard error " << error;
+    }
 }
 
 } // namespace
