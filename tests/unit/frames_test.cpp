@@ -135,15 +135,20 @@ TEST_F(Frames, AccumulationIsTheExactMeanOfAllPassesInEveryImage)
 // Lens value 4 of the current camera inside (0, 1) weights each new batch.
 TEST_F(Frames, ACameraBlendWeightsEachNewBatch)
 {
+    // Passes 0, 1, 2 blended by a quarter: each new batch weighs 1/4.
+    readyToLaunch(h, 0.25f);
+    for (int batch = 0; batch < 3; ++batch)
+        EXPECT_EQ(launch(1, 100), 0);
+    EXPECT_EQ(at(raw(), 9, 4).w, 0.6875f) << "0, then 0.25, then 0.6875";
+    // Passes 3, 4, 5 under a camera blending by halves, onto what is there.
     readyToLaunch(h, 0.5f);
     for (int batch = 0; batch < 3; ++batch)
         EXPECT_EQ(launch(1, 100), 0);
-    // Passes 0, 1, 2 (mean 1) blended by halves: 0.5, then 1.25.
-    EXPECT_EQ(at(raw(), 9, 4).w, 1.25f);
+    EXPECT_EQ(at(raw(), 9, 4).w, 3.9609375f) << "1.84375, 2.921875, 3.9609375";
     // New sample buffers hold no history: the next batch is the whole image.
     ASSERT_TRUE(ApiSetSaveAlbedoState(h, true));
     EXPECT_EQ(launch(1, 100), 0);
-    EXPECT_EQ(at(raw(), 9, 4).w, 3.0f);
+    EXPECT_EQ(at(raw(), 9, 4).w, 6.0f);
 }
 
 TEST_F(Frames, LaunchResults)

@@ -82,8 +82,8 @@ TEST_F(Postproc, EachStageKernelAgainstHandComputedPixels)
     p.tonemapRedSampler = p.tonemapGraySampler;
     p.tonemapGreenSampler = texture(1, 1, {51});
     p.tonemapBlueSampler = texture(1, 1, {204});
-    // 2 x 1 overlays: red, opaque; white at alpha 0.2.
-    p.addSampler = p.mulSampler = texture(2, 4, {255, 0, 0, 255, 255, 255, 255, 51});
+    // 2 x 1 overlays: red, opaque; green at alpha 0.2.
+    p.addSampler = p.mulSampler = texture(2, 4, {255, 0, 0, 255, 0, 255, 0, 51});
     struct Case {
         const char* what;
         std::unique_ptr<Postprocessing> stage;
@@ -101,9 +101,9 @@ TEST_F(Postproc, EachStageKernelAgainstHandComputedPixels)
         {"tonemap rgb", std::make_unique<TonemapRgbCorrection>(), 1,
          {{0.875f / 4, 0.9f, 0.1f, 5}}, {{1, 0.2f, 0.8f, 5}}},
         {"overlay add", std::make_unique<OverlayAdd>(), 2,
-         {{0.5f, 0.5f, 0.5f, 3}, {0.5f, 0.5f, 0.5f, 3}}, {{1, 0, 0, 3}, {0.6f, 0.6f, 0.6f, 3}}},
+         {{0.5f, 0.5f, 0.5f, 3}, {0.5f, 0.5f, 0.5f, 3}}, {{1, 0, 0, 3}, {0.4f, 0.6f, 0.4f, 3}}},
         {"overlay mul", std::make_unique<OverlayMul>(), 2,
-         {{0.5f, 0.5f, 0.5f, 3}, {0.5f, 0.5f, 0.5f, 3}}, {{0.5f, 0, 0, 3}, {0.5f, 0.5f, 0.5f, 3}}},
+         {{0.5f, 0.5f, 0.5f, 3}, {0.5f, 0.5f, 0.5f, 3}}, {{0.5f, 0, 0, 3}, {0.4f, 0.5f, 0.4f, 3}}},
     };
     for (Case& c : cases) {
         std::vector<float4> image = c.in;
@@ -132,6 +132,11 @@ TEST_F(Postproc, TheDenoisersHelperKernels)
     src = {dim, hot, dim}; // an edge: two neighbours
     filterFirefliesDenoiser(3, nullptr, src.data(), dst.data(), 3, 1);
     EXPECT_TRUE(same(dst[1], make_float4(0.5f, 0.5f, 0.5f, 0.1f)));
+    // A sum of exactly 5 is checked already (among neighbours of 0.3: 0.6 / 10).
+    const float4 faint = {0.1f, 0.1f, 0.1f, 1}, five = {2, 2, 1, 1};
+    src = {faint, five, faint};
+    filterFirefliesDenoiser(3, nullptr, src.data(), dst.data(), 3, 1);
+    EXPECT_NEAR(dst[1].x, 2 * 0.6f / 10, 1e-6f) << "isolated at the threshold";
     // A NaN sum above leaves a pixel alone; a NaN sum beside it does not.
     const float4 bad = {NAN, 0, 0, 0};
     src = {bad, dim, hot, dim};
@@ -230,6 +235,11 @@ TEST_F(Postproc, TheDenoiserActsFromItsStartWithItsGuides)
     const float n = 6 / std::sqrt(36.0f + 9 + 1 + 1);
     EXPECT_NEAR(p.x, 6 + 10 * 3 + 100 * n, 1e-3f);
     EXPECT_EQ(p.w, 1.0f);
+    // Blended half and half with the noisy image.
+    ApiSetPostprocDenoiser(h, OPTIX_DENOISER_INPUT_RGB_ALBEDO_NORMAL, 0.5f, 3);
+    EXPECT_EQ(ApiLaunch(h, 1, 10, nullptr), 0);
+    EXPECT_NEAR(raw()[(48 - 1 - 3) * 64 + 6].x, 0.5f * 6 + 0.5f * (6 + 10 * 3 + 100 * n), 1e-3f);
+    ApiSetPostprocDenoiser(h, OPTIX_DENOISER_INPUT_RGB_ALBEDO_NORMAL, 0.0f, 3);
 
     // A new output size keeps the denoiser and reallocates its memory; a
     // guide less makes a new one.
@@ -239,6 +249,10 @@ TEST_F(Postproc, TheDenoiserActsFromItsStartWithItsGuides)
         EXPECT_EQ(ApiLaunch(h, 1, 10, nullptr), 0);
     EXPECT_TRUE(calls("Create").empty() && calls("Destroy").empty());
     EXPECT_EQ(calls("Setup").at(0).width, 32u);
+    ASSERT_TRUE(ApiResize(h, 32, 24, nullptr)); // the height alone
+    for (int i = 0; i < 3; ++i)
+        EXPECT_EQ(ApiLaunch(h, 1, 10, nullptr), 0);
+    EXPECT_EQ(calls("Setup").back().height, 24u);
     const char* kind[] = {"denoiser_kind"};
     int albedoOnly[] = {3};
     ASSERT_TRUE(ApiUpdateVariables(h, kind, albedoOnly, 1, nullptr, nullptr, 0, nullptr, nullptr, 0,

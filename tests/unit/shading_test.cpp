@@ -164,6 +164,7 @@ TEST(Shading, FresnelAndSmoothDielectric)
     EXPECT_NEAR(t7_fresnelDielectric(1.0f, 1.5f), 0.04f, 1e-6f);
     EXPECT_EQ(t7_fresnelDielectric(0.5f, 1 / 1.5f), 1.0f) << "total internal reflection";
     EXPECT_NEAR(t7_fresnelSchlick({0.5f, 0, 1}, 0.0f).y, 1.0f, 1e-6f);
+    EXPECT_NEAR(t7_fresnelSchlick({0.5f, 0, 1}, 0.5f).x, 0.5f + 0.5f / 32, 1e-6f) << "(1 - cos)^5";
     const float3 wo = at(40);
     int reflected = 0;
     unsigned s = 5;
