@@ -90,6 +90,7 @@ struct State {
     std::vector<Structure> structures; // every structure ever made, by serial
     bool compactionSaves = true;
     std::map<unsigned, std::function<void()>> passHooks; // by pass index
+    std::map<const void*, std::string> moduleEntries;     // PTX text of modules declaring entries
 };
 
 // The state, created from TREVIX7_SIM_DEVICES / TREVIX7_SIM_DEVICE_MEMORY on

@@ -35,10 +35,11 @@ cudaError_t noDeviceError()
     return state().devices.empty() ? cudaErrorNoDevice : cudaSuccess;
 }
 
-// Device memory comes in 256-byte aligned blocks, like the real allocator's.
+// Device memory comes in 256-byte aligned blocks, like the real allocator's;
+// null when the host has not that much memory.
 void* alignedBlock(size_t bytes)
 {
-    return std::aligned_alloc(256, (bytes + 255) / 256 * 256);
+    return bytes > SIZE_MAX - 255 ? nullptr : std::aligned_alloc(256, (bytes + 255) / 256 * 256);
 }
 
 cudaError_t allocate(void** ptr, size_t bytes, bool pinned)
@@ -59,6 +60,8 @@ cudaError_t allocate(void** ptr, size_t bytes, bool pinned)
                : !d.fits(bytes))
         return cudaResult(cudaErrorMemoryAllocation);
     void* block = alignedBlock(bytes);
+    if (!block)
+        return cudaResult(cudaErrorMemoryAllocation);
     std::memset(block, 0, bytes);
     (pinned ? state().pinnedBytes : d.bytesInUse) += bytes;
     state().allocations[block] = {pinned ? -1 : device, bytes, pinned};

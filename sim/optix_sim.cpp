@@ -89,12 +89,9 @@ OptixResult contextSetCacheEnabled(OptixDeviceContext context, int enabled)
 }
 
 // The entry functions (".entry NAME") of each live module made from PTX text
-// that declares any.
-std::map<const void*, std::string>& moduleEntries()
-{
-    static std::map<const void*, std::string> entries;
-    return entries;
-}
+// that declares any. Kept in the state, which outlives every static object:
+// a host may leave instances for its static destructors to release.
+std::map<const void*, std::string>& moduleEntries() { return state().moduleEntries; }
 
 } // namespace
 

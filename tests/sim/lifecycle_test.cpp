@@ -2,6 +2,8 @@
 
 #include "support.h"
 
+#include <cstdio>
+#include <cstdlib>
 
 using namespace t7test;
 
@@ -75,6 +77,20 @@ TEST_F(Lifecycle, AFailedDeviceStartReleasesWhatWasBuilt)
         EXPECT_EQ(c.out, k.out) << k.function;
         expectBooksAtZero();
     }
+}
+
+// A host that never destroys its instances exits cleanly: the library's
+// static destructors release them while the simulated device still answers.
+TEST(LifecycleDeathTest, AnInstanceLeftToTheExitIsReleasedCleanly)
+{
+    EXPECT_EXIT(
+        {
+            const Created c = create();
+            readyToLaunch(c.handle);
+            std::fflush(stdout);
+            std::exit(ApiLaunch(c.handle, 1, 1, nullptr) == 1 ? 0 : 3);
+        },
+        testing::ExitedWithCode(0), "");
 }
 
 } // namespace
