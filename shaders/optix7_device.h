@@ -1,6 +1,7 @@
 // trevix7 - device-side declarations for OptiX 7.6 (ABI 68) programs.
 //
-// Every OptiX device function is a thin inline wrapper around an inline-PTX
+// Host builds of our programs (the CPU device) get the same interface from
+// optix7_device_cpu.h. On the device, every OptiX function is a thin inline wrapper around an inline-PTX
 // `call` to an `_optix_*` pseudo-function; OptiX substitutes the real operation
 // when it compiles the module. Device programs are built with
 //   nvcc -ptx -rdc=true -arch=compute_75 -std=c++17 ...
@@ -9,8 +10,8 @@
 #pragma once
 
 #if !defined(__CUDACC__)
-#error "optix7_device.h is for CUDA device programs only"
-#endif
+#include "optix7_device_cpu.h"
+#else
 
 // Handle, mask, ray-flag, primitive-type and transform types are shared with the host.
 #include "../core/optix7.h"
@@ -695,3 +696,5 @@ TREVIX7_DEVICE int optixGetExceptionCode()
 }
 
 #undef TREVIX7_DEVICE
+
+#endif // __CUDACC__

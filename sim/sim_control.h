@@ -1,10 +1,12 @@
 #pragma once
-// What tests can ask the simulated device about: live objects (for leak checks)
-// and the OptiX calls it recorded; and the few settings tests may change while
-// the process runs.
+// What tests add on top of the CPU device (the simulated device): live
+// objects (for leak checks), failure injection, the journal of calls, the
+// OptiX calls it recorded, and the few settings tests may change while the
+// process runs.
 
 #include "core/Params.h"
 #include "core/optix7.h"
+#include "cpu/OptixObjects.h"
 
 #include <cuda_runtime_api.h>
 
@@ -49,9 +51,6 @@ size_t deviceBytesInUse(int device);
 // (SIZE_MAX lifts it again); the limit counts live pinned bytes.
 void setDeviceMemoryLimit(int device, size_t bytes);
 void setPinnedMemoryLimit(size_t bytes);
-
-// Texture objects are numbered upwards from this value.
-constexpr unsigned long long kFirstTextureObject = 0x7e0001;
 
 // A live texture object with what it samples.
 struct TextureInfo {
@@ -120,9 +119,9 @@ struct GroupRecord {
     OptixModule modules[3];
     std::string entries[3];
 };
-// The first word of a binding-table record header packed by the simulated
+// The first word of a binding-table record header packed by the CPU device's
 // OptiX; the second word is the group's handle.
-constexpr unsigned long long kRecordMagic = 0x5452565853425452ull;
+constexpr unsigned long long kRecordMagic = cpu::kRecordMagic;
 
 // A pipeline that was linked: its groups in order and its options.
 struct PipelineRecord {

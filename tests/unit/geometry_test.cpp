@@ -271,7 +271,7 @@ protected:
     static std::unique_ptr<GeometryBSplines> curve(int device, geoPrimirivesType type)
     {
         auto g = std::make_unique<GeometryBSplines>(device, nullptr, 8, type, 1);
-        const std::vector<unsigned> segments = {0, 2};
+        const std::vector<unsigned> segments = {0, 0}; // within 4 points for every kind
         const std::vector<float> widths(4, 0.1f);
         g->createBuffer(geoBufVertices, 0, 12);
         g->createBuffer(geoBufIndices, 0, 4);

@@ -1,25 +1,25 @@
-// CUDA arrays and texture objects of the simulated runtime. An array keeps its
-// image in host memory and counts against its device's memory; a texture
-// object is a number remembered with copies of its descriptors, and fetches
-// through it are filtered on the host.
+// CUDA arrays and texture objects of the CPU device. An array keeps its image
+// in host memory and counts against its device's memory; a texture object is
+// the address of a record with its descriptors and a share of the array's
+// image, and fetches through it are filtered as the texture unit does.
 
-#include "SimDevice.h"
-#include "kernels/texture_fetch.h"
+#include "CpuDevice.h"
 
 #include <cuda_runtime_api.h>
+#include <vector_functions.h>
 
 #include <cmath>
 #include <cstring>
 
-using sim::cudaResult;
-using sim::lock;
-using sim::state;
+using cpu::cudaResult;
+using cpu::lock;
+using cpu::state;
 
 namespace {
 
-sim::Array* liveArray(cudaArray_const_t array)
+cpu::Array* liveArray(cudaArray_const_t array)
 {
-    auto* a = reinterpret_cast<sim::Array*>(const_cast<cudaArray_t>(array));
+    auto* a = reinterpret_cast<cpu::Array*>(const_cast<cudaArray_t>(array));
     return array && state().arrays.count(a) ? a : nullptr;
 }
 
@@ -27,16 +27,16 @@ cudaError_t mallocArray(cudaArray_t* array, const cudaChannelFormatDesc* desc, s
                         size_t height)
 {
     // The library checks the format and size, and makes its device current, first.
-    int bits = desc->x + desc->y + desc->z + desc->w;
-    int device = sim::currentDevice();
-    sim::Device& d = state().devices[device];
+    const int bits = desc->x + desc->y + desc->z + desc->w;
+    const int device = cpu::currentDevice();
+    cpu::Device& d = state().devices[device];
     d.contextCreated = true;
-    size_t rowBytes = width * size_t(bits / 8);
-    size_t bytes = rowBytes * (height ? height : 1);
+    const size_t rowBytes = width * size_t(bits / 8);
+    const size_t bytes = rowBytes * (height ? height : 1);
     if (!d.fits(bytes))
         return cudaErrorMemoryAllocation;
-    auto* a = new sim::Array{device, *desc, width, height, rowBytes,
-                             std::vector<unsigned char>(bytes, 0)};
+    auto* a = new cpu::Array{device, *desc, width, height, rowBytes,
+                             std::make_shared<std::vector<unsigned char>>(bytes, 0)};
     d.bytesInUse += bytes;
     state().arrays.insert(a);
     *array = reinterpret_cast<cudaArray_t>(a);
@@ -47,18 +47,28 @@ cudaError_t mallocArray(cudaArray_t* array, const cudaChannelFormatDesc* desc, s
 cudaError_t copyToArray(cudaArray_t dst, const void* src, size_t spitch, size_t width,
                         size_t height, cudaStream_t stream)
 {
-    sim::Array* a = liveArray(dst);
+    cpu::Array* a = liveArray(dst);
     if (!a)
         return cudaErrorInvalidValue;
     if (stream && !state().streams.count(stream))
         return cudaErrorInvalidResourceHandle;
-    size_t rows = a->height ? a->height : 1;
+    const size_t rows = a->height ? a->height : 1;
     if (width > a->rowBytes || height > rows ||
-        !sim::insideBlocks(src, (height - 1) * spitch + width))
+        !cpu::insideBlocks(src, (height - 1) * spitch + width))
         return cudaErrorInvalidValue;
     for (size_t r = 0; r < height; ++r)
-        std::memcpy(&a->image[r * a->rowBytes], static_cast<const char*>(src) + r * spitch, width);
+        std::memcpy(&(*a->image)[r * a->rowBytes], static_cast<const char*>(src) + r * spitch,
+                    width);
     return cudaSuccess;
+}
+
+// The object of a handle, live or not, or null for a handle never given.
+cpu::TextureObject* textureOf(cudaTextureObject_t object)
+{
+    auto& all = state().textureObjects;
+    return object >= cpu::kFirstTextureObject && object - cpu::kFirstTextureObject < all.size()
+               ? &all[object - cpu::kFirstTextureObject]
+               : nullptr;
 }
 
 } // namespace
@@ -74,10 +84,10 @@ cudaError_t cudaMallocArray(cudaArray_t* array, const cudaChannelFormatDesc* des
                             size_t height, unsigned int flags)
 {
     std::lock_guard<std::mutex> guard(lock());
-    SIM_CUDA_INJECT();
-    cudaError_t e = mallocArray(array, desc, width, height);
-    sim::trace("cuda", "cudaMallocArray device=%d width=%zu height=%zu flags=%u -> %d",
-               sim::currentDevice(), width, height, flags, int(e));
+    CPU_CUDA_INTERCEPT();
+    const cudaError_t e = mallocArray(array, desc, width, height);
+    cpu::note("cuda", "cudaMallocArray device=%d width=%zu height=%zu flags=%u -> %d",
+              cpu::currentDevice(), width, height, flags, int(e));
     return cudaResult(e);
 }
 
@@ -85,20 +95,20 @@ cudaError_t cudaMallocArray(cudaArray_t* array, const cudaChannelFormatDesc* des
 cudaError_t cudaFreeArray(cudaArray_t array)
 {
     std::lock_guard<std::mutex> guard(lock());
-    SIM_CUDA_INJECT();
+    CPU_CUDA_INTERCEPT();
     cudaError_t e = cudaSuccess;
-    sim::Array* a = liveArray(array);
+    cpu::Array* a = liveArray(array);
     if (array && !a)
         e = cudaErrorInvalidValue;
-    else if (a && a->device != sim::currentDevice())
+    else if (a && a->device != cpu::currentDevice())
         e = cudaErrorInvalidResourceHandle;
     else if (a) {
-        state().devices[a->device].bytesInUse -= a->image.size();
+        state().devices[a->device].bytesInUse -= a->image->size();
         state().arrays.erase(a);
         delete a;
     }
-    sim::trace("cuda", "cudaFreeArray device=%d array=%s -> %d", sim::currentDevice(),
-               array ? "array" : "null", int(e));
+    cpu::note("cuda", "cudaFreeArray device=%d array=%s -> %d", cpu::currentDevice(),
+              array ? "array" : "null", int(e));
     return cudaResult(e);
 }
 
@@ -107,10 +117,9 @@ cudaError_t cudaMemcpy2DToArrayAsync(cudaArray_t dst, size_t /*wOffset*/, size_t
                                      cudaMemcpyKind /*kind*/, cudaStream_t stream)
 {
     std::lock_guard<std::mutex> guard(lock());
-    SIM_CUDA_INJECT();
-    cudaError_t e = copyToArray(dst, src, spitch, width, height, stream);
-    sim::trace("cuda", "cudaMemcpy2DToArrayAsync width=%zu height=%zu -> %d", width, height,
-               int(e));
+    CPU_CUDA_INTERCEPT();
+    const cudaError_t e = copyToArray(dst, src, spitch, width, height, stream);
+    cpu::note("cuda", "cudaMemcpy2DToArrayAsync width=%zu height=%zu -> %d", width, height, int(e));
     return cudaResult(e);
 }
 
@@ -121,19 +130,20 @@ cudaError_t cudaCreateTextureObject(cudaTextureObject_t* pTexObject,
                                     const cudaResourceViewDesc* /*pResViewDesc*/)
 {
     std::lock_guard<std::mutex> guard(lock());
-    SIM_CUDA_INJECT();
+    CPU_CUDA_INTERCEPT();
     cudaError_t e = cudaSuccess;
-    sim::Array* a = nullptr;
+    cpu::Array* a = nullptr;
     if (!pTexObject || !pResDesc || !pTexDesc || pResDesc->resType != cudaResourceTypeArray)
         e = cudaErrorInvalidValue;
-    else if (!(a = liveArray(pResDesc->res.array.array)) || a->device != sim::currentDevice())
+    else if (!(a = liveArray(pResDesc->res.array.array)) || a->device != cpu::currentDevice())
         e = cudaErrorInvalidResourceHandle;
     if (e == cudaSuccess) {
-        *pTexObject = ++state().lastTextureObject;
-        state().textureObjects[*pTexObject] = {a->device, *pResDesc, *pTexDesc};
+        state().textureObjects.push_back({true, a->device, *pResDesc, *pTexDesc, a->desc, a->width,
+                                          a->height, a->rowBytes, a->image});
+        ++state().liveTextureObjects;
+        *pTexObject = cpu::kFirstTextureObject + state().textureObjects.size() - 1;
     }
-    sim::trace("cuda", "cudaCreateTextureObject device=%d object=0x%llx -> %d",
-               sim::currentDevice(), e == cudaSuccess ? *pTexObject : 0ull, int(e));
+    cpu::note("cuda", "cudaCreateTextureObject device=%d -> %d", cpu::currentDevice(), int(e));
     return cudaResult(e);
 }
 
@@ -141,42 +151,23 @@ cudaError_t cudaCreateTextureObject(cudaTextureObject_t* pTexObject,
 cudaError_t cudaDestroyTextureObject(cudaTextureObject_t texObject)
 {
     std::lock_guard<std::mutex> guard(lock());
-    SIM_CUDA_INJECT();
+    CPU_CUDA_INTERCEPT();
     cudaError_t e = cudaSuccess;
-    auto it = state().textureObjects.find(texObject);
-    if (it == state().textureObjects.end())
+    cpu::TextureObject* t = textureOf(texObject);
+    if (!t || !t->live)
         e = cudaErrorInvalidValue;
-    else if (it->second.device != sim::currentDevice())
+    else if (t->device != cpu::currentDevice())
         e = cudaErrorInvalidResourceHandle;
-    else
-        state().textureObjects.erase(it);
-    sim::trace("cuda", "cudaDestroyTextureObject object=0x%llx -> %d", texObject, int(e));
+    else {
+        t->live = false;
+        t->image.reset();
+        --state().liveTextureObjects;
+    }
+    cpu::note("cuda", "cudaDestroyTextureObject -> %d", int(e));
     return cudaResult(e);
 }
 
 } // extern "C"
-
-namespace sim {
-
-bool textureInfo(unsigned long long object, TextureInfo& out)
-{
-    std::lock_guard<std::mutex> guard(lock());
-    auto it = state().textureObjects.find(object);
-    if (it == state().textureObjects.end())
-        return false;
-    const TextureObject& t = it->second;
-    out.device = t.device;
-    out.texture = t.texture;
-    // The array may have been freed under the object; report what is left.
-    const Array* a = liveArray(t.resource.res.array.array);
-    out.format = a ? a->desc : cudaChannelFormatDesc{};
-    out.width = a ? a->width : 0;
-    out.height = a ? a->height : 0;
-    out.image = a ? a->image : std::vector<unsigned char>();
-    return true;
-}
-
-} // namespace sim
 
 namespace {
 
@@ -203,17 +194,17 @@ bool address(cudaTextureAddressMode mode, long long i, long long size, long long
 
 // One texel as four floats: 8- and 16-bit channels normalised, 32-bit ones
 // floats as stored; missing channels read 0, a missing alpha 1.
-float4 texel(const sim::TextureObject& t, const sim::Array& a, long long x, long long y)
+float4 texel(const cpu::TextureObject& t, long long x, long long y)
 {
     long long i = 0, j = 0;
-    const long long height = a.height ? static_cast<long long>(a.height) : 1;
-    if (!address(t.texture.addressMode[0], x, static_cast<long long>(a.width), i) ||
+    const long long height = t.height ? static_cast<long long>(t.height) : 1;
+    if (!address(t.texture.addressMode[0], x, static_cast<long long>(t.width), i) ||
         !address(t.texture.addressMode[1], y, height, j))
         return make_float4(t.texture.borderColor[0], t.texture.borderColor[1],
                            t.texture.borderColor[2], t.texture.borderColor[3]);
-    const int bits[4] = {a.desc.x, a.desc.y, a.desc.z, a.desc.w};
+    const int bits[4] = {t.format.x, t.format.y, t.format.z, t.format.w};
     float v[4] = {0.0f, 0.0f, 0.0f, 1.0f};
-    const unsigned char* p = a.image.data() + size_t(j) * a.rowBytes +
+    const unsigned char* p = t.image->data() + size_t(j) * t.rowBytes +
                              size_t(i) * size_t((bits[0] + bits[1] + bits[2] + bits[3]) / 8);
     for (int c = 0; c < 4 && bits[c]; p += bits[c] / 8, ++c) {
         unsigned raw = 0;
@@ -228,28 +219,25 @@ float4 texel(const sim::TextureObject& t, const sim::Array& a, long long x, long
 
 } // namespace
 
-// The texture unit on the host, for kernels run by the simulated device, for
-// the textures the library makes: normalised coordinates, linear filtering
-// (weights to 1/256, as the hardware keeps them), the addressing of each axis.
+// The texture unit on the host, for the library's kernels and our programs,
+// for the textures the library makes: normalised coordinates, linear
+// filtering (weights to 1/256, as the hardware keeps them), the addressing of
+// each axis. It takes no lock: no object is made or destroyed while programs
+// and kernels run. An object that is not live reads 0.
 float4 t7_hostTex2D(cudaTextureObject_t object, float u, float v)
 {
-    std::lock_guard<std::mutex> guard(lock());
-    auto it = state().textureObjects.find(object);
-    const sim::Array* a = it != state().textureObjects.end()
-                              ? liveArray(it->second.resource.res.array.array)
-                              : nullptr;
-    if (!a)
+    const cpu::TextureObject* t = textureOf(object);
+    if (!t || !t->live || !t->width)
         return make_float4(0.0f, 0.0f, 0.0f, 0.0f);
-    const sim::TextureObject& t = it->second;
-    const float height = float(a->height ? a->height : 1);
+    const float height = float(t->height ? t->height : 1);
     // Far outside the image every addressing mode has settled; NaN reads as 0.
     auto bounded = [](float c) { return c == c ? std::fmax(-1e9f, std::fmin(1e9f, c)) : 0.0f; };
-    const float xb = bounded(u * float(a->width) - 0.5f), yb = bounded(v * height - 0.5f);
+    const float xb = bounded(u * float(t->width) - 0.5f), yb = bounded(v * height - 0.5f);
     const long long i = (long long)std::floor(xb), j = (long long)std::floor(yb);
     const float alpha = std::round((xb - float(i)) * 256.0f) / 256.0f;
     const float beta = std::round((yb - float(j)) * 256.0f) / 256.0f;
-    const float4 t00 = texel(t, *a, i, j), t10 = texel(t, *a, i + 1, j);
-    const float4 t01 = texel(t, *a, i, j + 1), t11 = texel(t, *a, i + 1, j + 1);
+    const float4 t00 = texel(*t, i, j), t10 = texel(*t, i + 1, j);
+    const float4 t01 = texel(*t, i, j + 1), t11 = texel(*t, i + 1, j + 1);
     auto mix = [&](float p00, float p10, float p01, float p11) {
         return (1 - alpha) * (1 - beta) * p00 + alpha * (1 - beta) * p10 +
                (1 - alpha) * beta * p01 + alpha * beta * p11;

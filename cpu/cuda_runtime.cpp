@@ -1,7 +1,8 @@
 // The subset of the CUDA runtime that the library calls, over host memory.
 // Device pointers are host pointers; every block is accounted per device.
 
-#include "SimDevice.h"
+#include "CpuDevice.h"
+#include "Structures.h"
 
 #include <cuda_runtime_api.h>
 
@@ -9,24 +10,10 @@
 #include <cstdlib>
 #include <cstring>
 
-using sim::cudaResult;
-using sim::insideBlocks;
-using sim::lock;
-using sim::state;
-
-namespace sim {
-namespace {
-thread_local cudaError_t t_lastError = cudaSuccess;
-} // namespace
-
-cudaError_t cudaResult(cudaError_t e)
-{
-    if (e != cudaSuccess)
-        t_lastError = e;
-    return e;
-}
-
-} // namespace sim
+using cpu::cudaResult;
+using cpu::insideBlocks;
+using cpu::lock;
+using cpu::state;
 
 namespace {
 
@@ -49,8 +36,8 @@ cudaError_t allocate(void** ptr, size_t bytes, bool pinned)
     *ptr = nullptr;
     if (cudaError_t e = noDeviceError())
         return cudaResult(e);
-    int device = sim::currentDevice();
-    sim::Device& d = state().devices[device];
+    int device = cpu::currentDevice();
+    cpu::Device& d = state().devices[device];
     d.contextCreated = true;
     // As the real runtime does, an empty device allocation succeeds with a
     // null pointer and holds nothing.
@@ -77,10 +64,11 @@ cudaError_t release(void* ptr, bool pinned)
     if (it == state().allocations.end() || it->second.pinned != pinned)
         return cudaResult(cudaErrorInvalidValue);
     // Stricter than the real runtime: memory is released on its own device.
-    if (!pinned && it->second.device != sim::currentDevice())
+    if (!pinned && it->second.device != cpu::currentDevice())
         return cudaResult(cudaErrorInvalidDevicePointer);
     (pinned ? state().pinnedBytes : state().devices[it->second.device].bytesInUse) -=
         it->second.bytes;
+    cpu::forgetStructuresIn(ptr, it->second.bytes); // no structure lives on in freed memory
     std::free(ptr);
     state().allocations.erase(it);
     return cudaSuccess;
@@ -119,30 +107,29 @@ const char* cudaGetErrorString(cudaError_t error)
 
 cudaError_t cudaGetLastError(void)
 {
-    cudaError_t e = sim::t_lastError;
-    sim::t_lastError = cudaSuccess;
+    cudaError_t e = cpu::lastError();
+    cpu::lastError() = cudaSuccess;
     return e;
 }
 
 cudaError_t cudaGetDeviceCount(int* count)
 {
     std::lock_guard<std::mutex> guard(lock());
-    SIM_CUDA_INJECT();
+    CPU_CUDA_INTERCEPT();
     *count = int(state().devices.size());
     cudaError_t e = noDeviceError();
-    sim::trace("cuda", "cudaGetDeviceCount count=%d -> %d", *count, int(e));
+    cpu::note("cuda", "cudaGetDeviceCount count=%d -> %d", *count, int(e));
     return cudaResult(e);
 }
 
 cudaError_t cudaGetDeviceProperties(cudaDeviceProp* prop, int device)
 {
     std::lock_guard<std::mutex> guard(lock());
-    SIM_CUDA_INJECT();
+    CPU_CUDA_INTERCEPT();
     // The library asks about the ordinals below the device count only.
-    const sim::Device& d = state().devices[device];
+    const cpu::Device& d = state().devices[device];
     std::memset(prop, 0, sizeof(*prop));
-    std::snprintf(prop->name, sizeof(prop->name), "Simulated Device %d (sm_%d)", device,
-                  d.capability / 10);
+    std::snprintf(prop->name, sizeof(prop->name), "%s", d.name.c_str());
     prop->major = d.capability / 100;
     prop->minor = d.capability / 10 % 10;
     prop->totalGlobalMem = d.memoryLimit;
@@ -153,43 +140,43 @@ cudaError_t cudaGetDeviceProperties(cudaDeviceProp* prop, int device)
 cudaError_t cudaSetDevice(int device)
 {
     std::lock_guard<std::mutex> guard(lock());
-    SIM_CUDA_INJECT();
+    CPU_CUDA_INTERCEPT();
     cudaError_t e = noDeviceError();
     if (e == cudaSuccess && (device < 0 || size_t(device) >= state().devices.size()))
         e = cudaErrorInvalidDevice;
     if (e == cudaSuccess)
-        sim::setCurrentDevice(device);
-    sim::trace("cuda", "cudaSetDevice device=%d -> %d", device, int(e));
+        cpu::setCurrentDevice(device);
+    cpu::note("cuda", "cudaSetDevice device=%d -> %d", device, int(e));
     return cudaResult(e);
 }
 
 cudaError_t cudaMalloc(void** devPtr, size_t size)
 {
     std::lock_guard<std::mutex> guard(lock());
-    SIM_CUDA_INJECT();
+    CPU_CUDA_INTERCEPT();
     cudaError_t e = allocate(devPtr, size, false);
-    sim::trace("cuda", "cudaMalloc device=%d bytes=%zu -> %d", sim::currentDevice(), size, int(e));
+    cpu::note("cuda", "cudaMalloc device=%d bytes=%zu -> %d", cpu::currentDevice(), size, int(e));
     return e;
 }
 
 cudaError_t cudaGetDevice(int* device)
 {
     std::lock_guard<std::mutex> guard(lock());
-    SIM_CUDA_INJECT();
-    *device = sim::currentDevice();
+    CPU_CUDA_INTERCEPT();
+    *device = cpu::currentDevice();
     return cudaResult(noDeviceError());
 }
 
 cudaError_t cudaFree(void* devPtr)
 {
     std::lock_guard<std::mutex> guard(lock());
-    SIM_CUDA_INJECT();
+    CPU_CUDA_INTERCEPT();
     cudaError_t e = noDeviceError();
     if (e == cudaSuccess) {
-        state().devices[sim::currentDevice()].contextCreated = true;
+        state().devices[cpu::currentDevice()].contextCreated = true;
         e = release(devPtr, false);
     }
-    sim::trace("cuda", "cudaFree device=%d ptr=%s -> %d", sim::currentDevice(),
+    cpu::note("cuda", "cudaFree device=%d ptr=%s -> %d", cpu::currentDevice(),
                devPtr ? "block" : "null", int(e));
     return cudaResult(e);
 }
@@ -197,25 +184,25 @@ cudaError_t cudaFree(void* devPtr)
 cudaError_t cudaHostAlloc(void** pHost, size_t size, unsigned int flags)
 {
     std::lock_guard<std::mutex> guard(lock());
-    SIM_CUDA_INJECT();
+    CPU_CUDA_INTERCEPT();
     cudaError_t e = allocate(pHost, size, true);
-    sim::trace("cuda", "cudaHostAlloc bytes=%zu flags=%u -> %d", size, flags, int(e));
+    cpu::note("cuda", "cudaHostAlloc bytes=%zu flags=%u -> %d", size, flags, int(e));
     return e;
 }
 
 cudaError_t cudaFreeHost(void* ptr)
 {
     std::lock_guard<std::mutex> guard(lock());
-    SIM_CUDA_INJECT();
+    CPU_CUDA_INTERCEPT();
     cudaError_t e = release(ptr, true);
-    sim::trace("cuda", "cudaFreeHost -> %d", int(e));
+    cpu::note("cuda", "cudaFreeHost -> %d", int(e));
     return e;
 }
 
 cudaError_t cudaHostGetDevicePointer(void** pDevice, void* pHost, unsigned int flags)
 {
     std::lock_guard<std::mutex> guard(lock());
-    SIM_CUDA_INJECT();
+    CPU_CUDA_INTERCEPT();
     auto it = state().allocations.find(pHost);
     if (!pDevice || flags != 0 || it == state().allocations.end() || !it->second.pinned)
         return cudaResult(cudaErrorInvalidValue);
@@ -226,9 +213,9 @@ cudaError_t cudaHostGetDevicePointer(void** pDevice, void* pHost, unsigned int f
 cudaError_t cudaMemcpy(void* dst, const void* src, size_t count, cudaMemcpyKind kind)
 {
     std::lock_guard<std::mutex> guard(lock());
-    SIM_CUDA_INJECT();
+    CPU_CUDA_INTERCEPT();
     cudaError_t e = copy(dst, src, count);
-    sim::trace("cuda", "cudaMemcpy bytes=%zu kind=%d -> %d", count, int(kind), int(e));
+    cpu::note("cuda", "cudaMemcpy bytes=%zu kind=%d -> %d", count, int(kind), int(e));
     return e;
 }
 
@@ -236,36 +223,36 @@ cudaError_t cudaMemcpyAsync(void* dst, const void* src, size_t count, cudaMemcpy
                             cudaStream_t stream)
 {
     std::lock_guard<std::mutex> guard(lock());
-    SIM_CUDA_INJECT();
+    CPU_CUDA_INTERCEPT();
     cudaError_t e = stream && !state().streams.count(stream) ? cudaErrorInvalidResourceHandle
                                                              : copy(dst, src, count);
-    sim::trace("cuda", "cudaMemcpyAsync bytes=%zu kind=%d -> %d", count, int(kind), int(e));
+    cpu::note("cuda", "cudaMemcpyAsync bytes=%zu kind=%d -> %d", count, int(kind), int(e));
     return cudaResult(e);
 }
 
 cudaError_t cudaStreamCreate(cudaStream_t* pStream)
 {
     std::lock_guard<std::mutex> guard(lock());
-    SIM_CUDA_INJECT();
+    CPU_CUDA_INTERCEPT();
     if (cudaError_t e = noDeviceError())
         return cudaResult(e);
     // A stream is a heap cell holding its device ordinal.
-    auto* s = new int(sim::currentDevice());
+    auto* s = new int(cpu::currentDevice());
     *pStream = reinterpret_cast<cudaStream_t>(s);
     state().streams.insert(s);
-    sim::trace("cuda", "cudaStreamCreate device=%d -> 0", *s);
+    cpu::note("cuda", "cudaStreamCreate device=%d -> 0", *s);
     return cudaSuccess;
 }
 
 cudaError_t cudaStreamDestroy(cudaStream_t stream)
 {
     std::lock_guard<std::mutex> guard(lock());
-    SIM_CUDA_INJECT();
-    if (!state().streams.count(stream) || *reinterpret_cast<int*>(stream) != sim::currentDevice())
+    CPU_CUDA_INTERCEPT();
+    if (!state().streams.count(stream) || *reinterpret_cast<int*>(stream) != cpu::currentDevice())
         return cudaResult(cudaErrorInvalidResourceHandle);
     state().streams.erase(stream);
     delete reinterpret_cast<int*>(stream);
-    sim::trace("cuda", "cudaStreamDestroy -> 0");
+    cpu::note("cuda", "cudaStreamDestroy -> 0");
     return cudaSuccess;
 }
 
@@ -273,7 +260,7 @@ cudaError_t cudaStreamDestroy(cudaStream_t stream)
 cudaError_t cudaStreamSynchronize(cudaStream_t stream)
 {
     std::lock_guard<std::mutex> guard(lock());
-    SIM_CUDA_INJECT();
+    CPU_CUDA_INTERCEPT();
     if (stream && !state().streams.count(stream))
         return cudaResult(cudaErrorInvalidResourceHandle);
     return cudaSuccess;
@@ -287,31 +274,31 @@ cudaError_t cudaDeviceSynchronize(void) { return cudaResult(noDeviceError()); }
 // driver, they leave the runtime's last error alone; a zero size is refused.
 namespace {
 
-CUresult simCuMemAlloc(CUdeviceptr* dptr, size_t bytes)
+CUresult cpuCuMemAlloc(CUdeviceptr* dptr, size_t bytes)
 {
     std::lock_guard<std::mutex> guard(lock());
-    const cudaError_t last = sim::t_lastError;
-    cudaError_t e = cudaError_t(sim::injected("cuMemAlloc"));
+    const cudaError_t last = cpu::lastError();
+    cudaError_t e = cudaError_t(cpu::intercepted("cuMemAlloc"));
     if (e == cudaSuccess) {
         void* p = nullptr;
         e = !dptr || bytes == 0 ? cudaErrorInvalidValue : allocate(&p, bytes, false);
         if (e == cudaSuccess)
             *dptr = reinterpret_cast<CUdeviceptr>(p);
     }
-    sim::t_lastError = last;
-    sim::trace("cuda", "cuMemAlloc device=%d bytes=%zu -> %d", sim::currentDevice(), bytes, int(e));
+    cpu::lastError() = last;
+    cpu::note("cuda", "cuMemAlloc device=%d bytes=%zu -> %d", cpu::currentDevice(), bytes, int(e));
     return CUresult(e);
 }
 
-CUresult simCuMemFree(CUdeviceptr dptr)
+CUresult cpuCuMemFree(CUdeviceptr dptr)
 {
     std::lock_guard<std::mutex> guard(lock());
-    const cudaError_t last = sim::t_lastError;
-    cudaError_t e = cudaError_t(sim::injected("cuMemFree"));
+    const cudaError_t last = cpu::lastError();
+    cudaError_t e = cudaError_t(cpu::intercepted("cuMemFree"));
     if (e == cudaSuccess)
         e = dptr ? release(reinterpret_cast<void*>(dptr), false) : cudaErrorInvalidValue;
-    sim::t_lastError = last;
-    sim::trace("cuda", "cuMemFree device=%d -> %d", sim::currentDevice(), int(e));
+    cpu::lastError() = last;
+    cpu::note("cuda", "cuMemFree device=%d -> %d", cpu::currentDevice(), int(e));
     return CUresult(e);
 }
 
@@ -322,8 +309,8 @@ extern "C" cudaError_t cudaGetDriverEntryPointByVersion(const char* symbol, void
                                                         cudaDriverEntryPointQueryResult* status)
 {
     const std::string name = symbol;
-    *funcPtr = name == "cuMemAlloc" ? reinterpret_cast<void*>(&simCuMemAlloc)
-               : name == "cuMemFree" ? reinterpret_cast<void*>(&simCuMemFree)
+    *funcPtr = name == "cuMemAlloc" ? reinterpret_cast<void*>(&cpuCuMemAlloc)
+               : name == "cuMemFree" ? reinterpret_cast<void*>(&cpuCuMemFree)
                                      : nullptr;
     *status = *funcPtr ? cudaDriverEntryPointSuccess : cudaDriverEntryPointSymbolNotFound;
     return cudaSuccess;
