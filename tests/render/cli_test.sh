@@ -46,10 +46,16 @@ expect 1 'key.json: materials.m: unknown key "colour"' "${sim_env[@]}" -- key.js
 expect 1 "value.json: camera.fov: expected a number" "${sim_env[@]}" -- value.json
 expect 1 'obj.json: geometry[0].file: the OBJ file "broken.obj" has a face past its 1 vertices' "${sim_env[@]}" -- obj.json
 expect 1 'has a face past its 1 normals' "${sim_env[@]}" -- normals.json
-expect 3 "No GPU: CUDA could not start on this machine" "${sim_env[@]}" TREVIX7_SIM_DEVICES= -- "$scenes/furnace.json"
-expect 3 "No GPU or no OptiX: CUDA did not start, or OptiX is not usable: libnvoptix.so.1 could not be loaded: libnvoptix.so.1: cannot open shared object file" LD_LIBRARY_PATH= -- "$scenes/furnace.json"
+# Asked for a GPU where there is none: why not.
+expect 3 "No GPU: CUDA could not start on this machine" "${sim_env[@]}" TREVIX7_SIM_DEVICES= -- "$scenes/furnace.json" --device gpu
+expect 3 "No GPU or no OptiX: CUDA did not start, or OptiX is not usable: libnvoptix.so.1 could not be loaded: libnvoptix.so.1: cannot open shared object file" LD_LIBRARY_PATH= -- "$scenes/furnace.json" --device gpu
 expect 3 "optixQueryFunctionTable refused ABI 68 with 7801 (OPTIX_ERROR_UNSUPPORTED_ABI_VERSION" \
-    "LD_LIBRARY_PATH=$old_optix:$sim" -- "$scenes/furnace.json"
+    "LD_LIBRARY_PATH=$old_optix:$sim" -- "$scenes/furnace.json" --device gpu
+expect 2 "--device" "${sim_env[@]}" -- "$scenes/furnace.json" --device tpu
+# Without a GPU, auto renders on the CPU device, and says so once.
+expect 0 "Rendering on the CPU device (no usable GPU)." LD_LIBRARY_PATH= -- "$scenes/furnace.json" -o auto.png --size 8x8 --frames 1
+expect 0 "Rendering on the CPU device." "${sim_env[@]}" -- "$scenes/furnace.json" -o cpu.png --size 8x8 --frames 1 --device cpu
+expect 0 "The CPU device has no denoiser: the image is not denoised." "${sim_env[@]}" -- "$scenes/furnace.json" -o den.png --size 8x8 --frames 1 --device cpu --denoise hdr
 expect 1 'cannot write "/nonexistent/out.png"' "${sim_env[@]}" -- "$scenes/furnace.json" -o /nonexistent/out.png
 expect 0 "wrote out.png (8 x 4)" "${sim_env[@]}" -- "$scenes/furnace.json" -o out.png --size 8x4 --frames 2 \
     --aov albedo,normal,position,id

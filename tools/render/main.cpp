@@ -1,14 +1,15 @@
 // trevix7-render: renders a scene file to an image file.
 //
 //   trevix7-render SCENE.json -o out.png [--frames N] [--size WxH] [--devices 0,1]
-//                  [--denoise ldr|hdr|up2] [--aov albedo,normal,position,id] [--exr] [--bits 16]
+//                  [--device auto|gpu|cpu] [--denoise ldr|hdr|up2]
+//                  [--aov albedo,normal,position,id] [--exr] [--bits 16]
 //
 // Exit status: 0 done, 1 a bad scene or a failed render, 2 bad options,
-// 3 no GPU to render on.
+// 3 no device to render on.
 
+#include "Device.h"
 #include "ImageFiles.h"
 #include "Progress.h"
-#include "tools/GpuStatus.h"
 #include "trevix7.h"
 #include "trevix7_programs.h"
 #include "trevix7_scene.h"
@@ -27,7 +28,7 @@
 namespace {
 
 struct Options {
-    std::string scene, output = "out.png", size, denoise, programs;
+    std::string scene, output = "out.png", size, denoise, programs, device = "auto";
     unsigned frames = 0, bits = 8;
     std::vector<unsigned> devices;
     std::vector<std::string> aovs;
@@ -194,13 +195,13 @@ bool writeImages(unsigned h, const trevix7_scene_settings& s, const Options& o, 
            (!wanted("id") || ids(sideFile(o.output, "id", ".png")));
 }
 
-int run(const Options& o)
+int run(const Options& o, char** argv)
 {
     if (!std::ifstream(o.scene))
         return fail("cannot open scene file \"" + o.scene + "\": " + std::strerror(errno));
     std::string why;
-    if (tools::gpuCount(why) < 1)
-        return fail(why, 3);
+    if (const int status = render::chooseDevice(o.device, argv, why); status >= 0)
+        return fail(why, status);
     ApiSetupLibraryDir(programDir(o.programs).c_str());
 
     trevix7_scene_settings s;
@@ -220,6 +221,8 @@ int run(const Options& o)
     const unsigned h = SceneLoadFile(o.scene.c_str(), &s, error);
     if (!h)
         return fail(error);
+    if (render::onCpu() && s.denoise > 0)
+        std::printf("The CPU device has no denoiser: the image is not denoised.\n");
     if (std::count(o.aovs.begin(), o.aovs.end(), "albedo"))
         ApiSetSaveAlbedoState(h, true);
     if (std::count(o.aovs.begin(), o.aovs.end(), "normal"))
@@ -267,6 +270,9 @@ int main(int argc, char** argv)
     app.add_option("--frames", o.frames, "frames to accumulate (default: the scene's)");
     app.add_option("--size", o.size, "image size WIDTHxHEIGHT (default: the scene's)");
     app.add_option("--devices", o.devices, "GPU ordinals, such as 0,1")->delimiter(',');
+    app.add_option("--device", o.device,
+                   "auto (a GPU if one works, else the CPU device), gpu or cpu")
+        ->check(CLI::IsMember({"auto", "gpu", "cpu"}));
     app.add_option("--denoise", o.denoise, "the denoiser: none, ldr, hdr or up2")
         ->check(CLI::IsMember({"none", "ldr", "hdr", "up2"}));
     app.add_option("--aov", o.aovs, "auxiliary images: albedo, normal, position, id")
@@ -283,5 +289,5 @@ int main(int argc, char** argv)
     } catch (const CLI::ParseError& e) {
         return fail(e.what(), 2);
     }
-    return run(o);
+    return run(o, argv);
 }

@@ -261,6 +261,7 @@ unsigned int SceneLoadFile(const char* path, trevix7_scene_settings* settings, c
             settings->width = l.settings.width;
             settings->height = l.settings.height;
             settings->frames = l.settings.frames;
+            settings->denoise = l.settings.denoise;
             settings->camera = l.camera;
         }
         return l.handle;

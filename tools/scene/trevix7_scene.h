@@ -24,7 +24,8 @@ typedef struct trevix7_scene_settings {
     const unsigned int* devices;       /* in: NULL takes the file's list (default: all GPUs) */
     unsigned int device_count;
     int denoise;                       /* in: -1 the file's; 0 none; or POSTPROC_DENOISER_LDR,
-                                          _HDR, _UP2 (guided by albedo and normals) */
+                                          _HDR, _UP2 (guided by albedo and normals);
+                                          out: the denoiser used (0 none) */
     unsigned int camera;               /* out: the current camera */
 } trevix7_scene_settings;
 
