@@ -1,5 +1,5 @@
 # cmake --install: the library with its soname links, the public headers,
-# our program files, the scene reader, trevix7-render, a CMake package
+# our program files, the CPU device, the scene reader, trevix7-render, a CMake package
 # (find_package(trevix7) gives trevix7::trevix7 and trevix7::scene) and
 # pkg-config files (trevix7, trevix7-scene).
 
@@ -7,6 +7,10 @@ set(TREVIX7_INCLUDE_SUBDIR ${CMAKE_INSTALL_INCLUDEDIR}/trevix7)
 set(TREVIX7_CMAKE_SUBDIR ${CMAKE_INSTALL_LIBDIR}/cmake/trevix7)
 
 install(TARGETS trevix7 trevix7_scene LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
+# The CPU device in its private folder: its libnvoptix.so.1 must never be
+# found in place of NVIDIA's, so nothing of it goes on the loader's paths.
+install(TARGETS trevix7_on_cpu trevix7_cpu nvoptix_cpu
+        LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}/trevix7/cpu NAMELINK_SKIP)
 install(TARGETS trevix7-render RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
 install(FILES ${CMAKE_SOURCE_DIR}/api/trevix7.h ${CMAKE_SOURCE_DIR}/api/trevix7_programs.h
               ${CMAKE_SOURCE_DIR}/tools/scene/trevix7_scene.h

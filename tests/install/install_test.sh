@@ -2,7 +2,8 @@
 # Installs the build into a temporary prefix, checks what is there, then
 # builds a small C host through find_package and another through
 # pkg-config, and runs both and the installed trevix7-render on the
-# simulated device. Usage: install_test.sh BUILD_DIR SIM_DIR SCENE
+# simulated device, then the renderer on the CPU device.
+# Usage: install_test.sh BUILD_DIR SIM_DIR SCENE
 set -eu
 build=$(realpath "$1") sim=$(realpath "$2") scene=$(realpath "$3")
 here=$(cd "$(dirname "$0")" && pwd)
@@ -28,7 +29,8 @@ check "the library with its soname" bash -c \
      readelf -d '$prefix/lib/libtrevix7.so.0' | grep -q 'SONAME.*\\[libtrevix7.so.0\\]'"
 for f in include/trevix7/trevix7.h include/trevix7/trevix7_programs.h include/trevix7/trevix7_scene.h \
          share/trevix7/cuda/t7_hit.ptx share/trevix7/cuda/dummy7_chit.ptx bin/trevix7-render \
-         lib/libtrevix7_scene.so lib/cmake/trevix7/trevix7Config.cmake lib/pkgconfig/trevix7.pc; do
+         lib/libtrevix7_scene.so lib/cmake/trevix7/trevix7Config.cmake lib/pkgconfig/trevix7.pc \
+         lib/trevix7/cpu/libtrevix7.so.0 lib/trevix7/cpu/libtrevix7_cpu.so lib/trevix7/cpu/libnvoptix.so.1; do
     check "installed $f" test -e "$prefix/$f"
 done
 
@@ -46,6 +48,13 @@ check "pkg-config: the host renders" bash -c "'$work/pc' '$scene' | grep -q 'ren
 
 check "the installed renderer finds its programs" bash -c \
     "cd '$work' && '$prefix/bin/trevix7-render' '$scene' -o x.png --size 8x8 --frames 1 && test -s x.png"
+
+# Without a GPU the installed renderer finds the CPU device in its private
+# folder, which nothing else sees.
+check "the installed renderer renders on the CPU device" bash -c \
+    "cd '$work' && LD_LIBRARY_PATH= '$prefix/bin/trevix7-render' '$scene' -o c.png --size 8x8 --frames 1 >c.txt &&
+     grep -q 'Rendering on the CPU device (no usable GPU).' c.txt && test -s c.png"
+check "no OptiX library on the loader's paths" bash -c "! ls '$prefix/lib' | grep -q nvoptix"
 
 echo "$passed passed, $failed failed"
 [ "$failed" -eq 0 ]

@@ -28,7 +28,7 @@ std::string exeDir()
 std::string cpuDir()
 {
     const std::string dir = exeDir();
-    for (const std::string& candidate : {dir + "../lib/trevix7/cpu", dir + "../cpu"})
+    for (const std::string& candidate : {dir + "../" TREVIX7_CPU_SUBDIR, dir + "../cpu"})
         if (std::ifstream(candidate + "/libtrevix7.so.0"))
             return candidate;
     return "";
@@ -53,7 +53,7 @@ int startOnCpu(char** argv, bool said, std::string& why)
 {
     const std::string dir = cpuDir();
     if (dir.empty()) {
-        why = "the CPU device is not installed beside the renderer (lib/trevix7/cpu)";
+        why = "the CPU device is not installed beside the renderer (" TREVIX7_CPU_SUBDIR ")";
         return 3;
     }
     const char* path = std::getenv("LD_LIBRARY_PATH");
