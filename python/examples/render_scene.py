@@ -1,5 +1,6 @@
 #!/usr/bin/env python3
-"""Renders a scene file and saves the picture as a PPM (no image library needed).
+"""Renders a scene file and saves the picture as a PPM (no image library needed),
+on a GPU if one is usable, else on the CPU device.
 
     python3 render_scene.py scenes/demo.json out.ppm [frames]
 """
@@ -15,9 +16,6 @@ def main():
     if len(sys.argv) < 3:
         print(__doc__.strip())
         return 2
-    if trevix7.device_count() < 1:
-        print("No GPU to render on.")
-        return 3
     frames = int(sys.argv[3]) if len(sys.argv) > 3 else None
     with trevix7.Renderer(sys.argv[1], frames=frames) as renderer:
         image = renderer.render()
@@ -25,7 +23,8 @@ def main():
         with open(sys.argv[2], "wb") as out:
             out.write(b"P6 %d %d 255\n" % (renderer.width, renderer.height))
             out.write(rgb.tobytes())
-        print("wrote %s (%d x %d)" % (sys.argv[2], renderer.width, renderer.height))
+        print("wrote %s (%d x %d) on the %s" % (sys.argv[2], renderer.width, renderer.height,
+                                                 "GPU" if trevix7.device() == "gpu" else "CPU device"))
     return 0
 
 

@@ -1,9 +1,11 @@
 """The Python package on the simulated device (the CPU device with the tests'
-layer), rendering the furnace: a white diffuse ball in a white sky, where
-every pixel is 1."""
+layer, standing in for a GPU), rendering the furnace: a white diffuse ball
+in a white sky, where every pixel is 1. A child process renders it on the
+CPU device, as a machine without a GPU does."""
 
 import gc
 import os
+import subprocess
 import sys
 import unittest
 
@@ -13,6 +15,23 @@ sys.path.insert(0, os.path.join(os.path.dirname(__file__), ".."))
 import trevix7  # noqa: E402
 
 SCENES = os.environ.get("TREVIX7_SCENES", os.path.join(os.path.dirname(__file__), "..", "..", "scenes"))
+
+# Run as a child without the simulated device: which device auto chose, and
+# the furnace's mean and spread.
+_ON_CPU = """
+import sys, trevix7
+r = trevix7.Renderer(sys.argv[1], width=16, height=8, frames=2, device=sys.argv[2])
+image = r.render()[..., :3]
+print(trevix7.device(), trevix7.device_count(), image.mean(), image.std())
+try:
+    trevix7.Renderer(sys.argv[1], device="gpu")
+except trevix7.TrevixError as e:
+    print(e)
+"""
+
+
+def setUpModule():
+    trevix7.library("gpu")  # the simulated device
 
 
 class RendererTest(unittest.TestCase):
@@ -59,6 +78,24 @@ class RendererTest(unittest.TestCase):
 
     def test_device_count(self):
         self.assertGreaterEqual(trevix7.device_count(), 1)
+        self.assertEqual(trevix7.device(), "gpu")
+        with self.assertRaisesRegex(ValueError, "device must be one of"):
+            trevix7.Renderer(os.path.join(SCENES, "furnace.json"), device="tpu")
+
+    def test_without_a_gpu_it_renders_on_the_cpu_device(self):
+        environment = dict(os.environ, LD_LIBRARY_PATH="",
+                           PYTHONPATH=os.path.join(os.path.dirname(__file__), ".."))
+        for device in ("auto", "cpu"):
+            child = subprocess.run([sys.executable, "-c", _ON_CPU, os.path.join(SCENES, "furnace.json"),
+                                    device], env=environment, stdout=subprocess.PIPE,
+                                   universal_newlines=True, check=True)
+            lines = child.stdout.splitlines()
+            name, count, mean, spread = lines[-2].split()
+            self.assertEqual((name, count), ("cpu", "1"), child.stdout)
+            self.assertAlmostEqual(float(mean), 1.0, delta=1e-4)
+            self.assertLess(float(spread), 1e-4)
+            self.assertEqual(lines[-1], "this process renders on the CPU device: the device is chosen "
+                                        "once, by the first renderer")
 
 
 if __name__ == "__main__":

@@ -1,9 +1,20 @@
-"""Loading the two shared libraries and declaring the calls the package uses."""
+"""Loading the two shared libraries, for a GPU or the CPU device, and
+declaring the calls the package uses."""
 
 import ctypes
+import json
 import os
+import subprocess
+import sys
+
+from . import _probe
 
 _ERROR_SIZE = 4096
+DEVICES = ("auto", "gpu", "cpu")
+
+
+class TrevixError(RuntimeError):
+    """A scene that cannot be loaded, or a render that failed: the library's message."""
 
 
 class Settings(ctypes.Structure):
@@ -40,24 +51,6 @@ _SIGNATURES = {
 _loaded = None
 
 
-def _open(name):
-    for directory in filter(None, os.environ.get("TREVIX7_LIBRARY_PATH", "").split(":")):
-        path = os.path.join(directory, name)
-        if os.path.exists(path):
-            return ctypes.CDLL(path)
-    return ctypes.CDLL(name)
-
-
-def _loaded_path(name):
-    """Where the loader found a library this process has open."""
-    with open("/proc/self/maps") as maps:
-        for line in maps:
-            path = line.split()[-1]
-            if os.path.basename(path).startswith(name):
-                return path
-    return ""
-
-
 def _program_dir(scene_library):
     if os.environ.get("TREVIX7_PROGRAM_DIR"):
         return os.environ["TREVIX7_PROGRAM_DIR"]
@@ -71,18 +64,45 @@ def _program_dir(scene_library):
     return os.path.join(here, "..", "share", "trevix7")
 
 
+def _cpu_library(scene_library):
+    """The CPU device's library: in lib/trevix7/cpu beside an installed
+    reader, or in the cpu folder of a build tree."""
+    here = os.path.dirname(scene_library)
+    for candidate in (os.path.join(here, "trevix7", "cpu"), os.path.join(here, "..", "cpu")):
+        path = os.path.join(candidate, "libtrevix7.so.0")
+        if os.path.exists(path):
+            return os.path.normpath(path)
+    raise TrevixError("the CPU device is not installed beside %s (lib/trevix7/cpu)" % scene_library)
+
+
+def _ask(gpu):
+    """The scene reader's path, and whether a GPU is usable, from a child process."""
+    command = [sys.executable, _probe.__file__] + (["--gpu"] if gpu else [])
+    answer = json.loads(subprocess.run(command, stdout=subprocess.PIPE, check=True).stdout)
+    if not answer["scene"]:
+        raise OSError(answer.get("error", "%s could not be loaded" % _probe.SCENE_LIBRARY))
+    return answer
+
+
 class _Library:
     """Both libraries' calls as attributes, with their C signatures."""
 
-    def __init__(self):
+    def __init__(self, device):
+        self.device = "gpu"
+        if device != "gpu":
+            answer = _ask(gpu=device == "auto")
+            if device == "cpu" or not answer["gpu"]:
+                # Loaded first, it is the libtrevix7.so.0 the reader links.
+                ctypes.CDLL(_cpu_library(answer["scene"]), mode=ctypes.RTLD_GLOBAL)
+                self.device = "cpu"
         # The scene reader brings the library with it; both are reached
         # through its handle, so there is one copy of the library's instances.
-        scene = _open("libtrevix7_scene.so.0")
+        scene = _probe.open_library(_probe.SCENE_LIBRARY)
         for name, (result, arguments) in _SIGNATURES.items():
             function = getattr(scene, name)
             function.restype, function.argtypes = result, arguments
             setattr(self, name, function)
-        self.program_dir = _program_dir(_loaded_path("libtrevix7_scene.so"))
+        self.program_dir = _program_dir(_probe.loaded_path("libtrevix7_scene.so"))
         self.ApiSetupLibraryDir(self.program_dir.encode())
 
     @staticmethod
@@ -90,14 +110,26 @@ class _Library:
         return ctypes.create_string_buffer(_ERROR_SIZE)
 
 
-def library():
-    """The loaded libraries (loaded on first use)."""
+def library(device=None):
+    """The loaded libraries, loaded on first use for `device`: "gpu", "cpu"
+    or "auto" (a GPU if one is usable, else the CPU device; the default).
+    A process renders on one device: a later call may not ask for the other."""
     global _loaded
+    if device is not None and device not in DEVICES:
+        raise ValueError("device must be one of %s, not %r" % (", ".join(DEVICES), device))
     if _loaded is None:
-        _loaded = _Library()
+        _loaded = _Library(device or "auto")
+    elif device not in (None, "auto", _loaded.device):
+        raise TrevixError("this process renders on the %s: the device is chosen once, by the first "
+                          "renderer" % ("GPU" if _loaded.device == "gpu" else "CPU device"))
     return _loaded
 
 
+def device():
+    """The device this process renders on: "gpu" or "cpu" (loading the libraries)."""
+    return library().device
+
+
 def device_count():
-    """The number of GPUs the library can render on (0 or less: none)."""
+    """The number of devices the library can render on (0 or less: none)."""
     return library().ApiGetDeviceCount()

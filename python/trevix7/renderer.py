@@ -8,14 +8,10 @@ import ctypes
 
 import numpy as np
 
-from ._library import Settings, library
+from ._library import Settings, TrevixError, library
 
 _DENOISERS = {"none": 0, "ldr": 7, "hdr": 8, "up2": 9}
 _ID_MASK = 0x3FFFFFFF
-
-
-class TrevixError(RuntimeError):
-    """A scene that cannot be loaded, or a render that failed: the library's message."""
 
 
 class Renderer:
@@ -23,15 +19,18 @@ class Renderer:
 
     aovs: any of "albedo" and "normal", kept while rendering (positions and
     ids are always kept).
+    device: "auto" (a GPU if one is usable, else the CPU device), "gpu" or
+    "cpu"; the first renderer of a process chooses for all of them.
+    devices: GPU ordinals, such as [0, 1].
     """
 
     def __init__(self, scene, width=None, height=None, frames=None, devices=None, denoise=None,
-                 aovs=()):
+                 aovs=(), device=None):
         self.handle = 0
         for aov in aovs:
             if aov not in ("albedo", "normal"):
                 raise ValueError("aovs are 'albedo' and 'normal', not %r" % (aov,))
-        self._lib = library()
+        self._lib = library(device)
         settings = Settings()
         self._lib.SceneDefaultSettings(ctypes.byref(settings))
         settings.width, settings.height, settings.frames = width or 0, height or 0, frames or 0

@@ -54,6 +54,10 @@ check "the installed renderer finds its programs" bash -c \
 check "the installed renderer renders on the CPU device" bash -c \
     "cd '$work' && LD_LIBRARY_PATH= '$prefix/bin/trevix7-render' '$scene' -o c.png --size 8x8 --frames 1 >c.txt &&
      grep -q 'Rendering on the CPU device (no usable GPU).' c.txt && test -s c.png"
+check "the Python package renders from the prefix on the CPU device" env LD_LIBRARY_PATH= \
+    TREVIX7_LIBRARY_PATH="$prefix/lib" PYTHONPATH="$here/../../python" /usr/bin/python3 -c \
+    "import trevix7; r = trevix7.Renderer('$scene', width=8, height=8, frames=1); r.render()
+assert (trevix7.device(), trevix7.library().program_dir) == ('cpu', '$prefix/share/trevix7')"
 check "no OptiX library on the loader's paths" bash -c "! ls '$prefix/lib' | grep -q nvoptix"
 
 echo "$passed passed, $failed failed"
