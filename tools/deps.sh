@@ -52,6 +52,7 @@ t7_missing() {
     t7_have tinyexr.h || echo libtinyexr-dev
     t7_have png.h || echo libpng-dev
     t7_have zlib.h || echo zlib1g-dev
+    t7_have embree3/rtcore.h || echo libembree-dev # the CPU device's traversal
     if [ "${1:-}" = --tests ]; then
         t7_have gtest/gtest.h || echo libgtest-dev
         command -v pkg-config >/dev/null || echo pkg-config

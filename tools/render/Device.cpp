@@ -72,11 +72,9 @@ bool onCpu() { return std::getenv(kOnCpu) != nullptr; }
 int chooseDevice(const std::string& asked, char** argv, std::string& why)
 {
     if (onCpu()) {
-        if (tools::gpuCount(why) < 1)
-            return 3;
         if (std::strcmp(std::getenv(kOnCpu), "say") == 0)
             std::printf("Rendering on the CPU device.\n");
-        return -1;
+        return tools::gpuCount(why) < 1 ? 3 : -1;
     }
     if (asked == "cpu")
         return startOnCpu(argv, false, why);
