@@ -17,7 +17,8 @@ std::vector<Device> machine()
     const long pages = sysconf(_SC_PHYS_PAGES), pageSize = sysconf(_SC_PAGESIZE);
     const size_t memory = pages > 0 && pageSize > 0 ? size_t(pages) * size_t(pageSize)
                                                      : size_t(1) << 34;
-    return {{"CPU device (" + std::to_string(ThreadPool::threads()) + " threads)", 860, memory}};
+    const unsigned n = ThreadPool::threads();
+    return {{"CPU device (" + std::to_string(n) + (n == 1 ? " thread)" : " threads)"), 860, memory}};
 }
 
 State* create()

@@ -1,7 +1,8 @@
-// Benchmark of our own programs on the demo scene at 1920 x 1080 on GPU 0:
-// the time of one pass and the samples per second, over batches of 1 and of
-// 33 passes (their slope leaves out the fixed cost of a batch).
-// Usage: trevix7_bench_demo SCENE.json [program dir]
+// Benchmark of our own programs on the demo scene on device 0 (a GPU, or the
+// CPU device when its library is first on the loader's path): the time of
+// one pass and the samples per second, over batches of 1 and of 33 passes
+// (their slope leaves out the fixed cost of a batch).
+// Usage: trevix7_bench_demo SCENE.json [program dir] [WIDTHxHEIGHT, default 1920x1080]
 
 #include "trevix7.h"
 #include "trevix7_scene.h"
@@ -9,6 +10,7 @@
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
+#include <cstring>
 
 namespace {
 
@@ -29,15 +31,16 @@ double batch(unsigned handle, unsigned passes)
 
 int main(int argc, char** argv)
 {
-    if (argc < 2) {
-        std::printf("usage: trevix7_bench_demo SCENE.json [program dir]\n");
-        return 2;
-    }
-    ApiSetupLibraryDir(argc > 2 ? argv[2] : ".");
     trevix7_scene_settings s;
     SceneDefaultSettings(&s);
     s.width = 1920;
     s.height = 1080;
+    if (argc < 2 || (argc > 3 && (std::sscanf(argv[3], "%ux%u", &s.width, &s.height) != 2 ||
+                                  !s.width || !s.height))) {
+        std::printf("usage: trevix7_bench_demo SCENE.json [program dir] [WIDTHxHEIGHT]\n");
+        return 2;
+    }
+    ApiSetupLibraryDir(argc > 2 ? argv[2] : ".");
     const unsigned device = 0;
     s.devices = &device;
     s.device_count = 1;
@@ -49,7 +52,7 @@ int main(int argc, char** argv)
     }
     const double one = batch(h, 1), many = batch(h, 33);
     const double pass = (many - one) / 32, samples = double(s.width) * s.height;
-    std::printf("demo %u x %u on GPU 0: %.3f ms a pass, %.3g samples/s (a batch of one: %.3f ms)\n",
+    std::printf("demo %u x %u on device 0: %.3f ms a pass, %.3g samples/s (a batch of one: %.3f ms)\n",
                 s.width, s.height, pass * 1e3, samples / pass, one * 1e3);
     ApiDestroyPathTracer(h, nullptr);
     return 0;
