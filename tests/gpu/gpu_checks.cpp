@@ -386,7 +386,8 @@ int main(int argc, char** argv)
     checkFrames({0});
     checkFrames({0, 0});
     checkDenoiser();
-    checkOwnPrograms(check, simulatedDevice());
+    checkOwnPrograms(check, !simulatedDevice());
+    checkCurves(check);
     if (argc > 2)
         checkProductLibrary(argv[2], ptxDir + "/..", simulatedDevice());
     std::printf("%d passed, %d failed\n", passed, failed);
