@@ -93,9 +93,14 @@ void kinds(const Check& check)
     const bool made = in.handle && in.render(1);
     if (!check(made, "own programs: every geometry kind loads, links and renders " + in.message))
         return;
-    unsigned ids[6] = {};
-    const char* names[6] = {"sphere", "parallelogram", "parallelepiped", "bezier", "mesh", "curve"};
-    for (int k = 0; k < 6; ++k)
+    // The ten kinds, and a point of each.
+    const char* names[10] = {"sphere", "parallelogram", "parallelepiped", "bezier", "mesh", "curve",
+                             "textured sphere", "quadratic", "cubic", "catmull-rom"};
+    const float at[10][3] = {{0, 0, 1},    {2, 0, 0},        {-2, 0, 0.5f},    {0, 1.775f, 0.1f},
+                             {0, -2.07f, 0}, {2, 1.85f, 0},  {-2, 2, 0.4f},    {-2, -2.45f, 0.1f},
+                             {2.05f, -2, 0.1f}, {-2.1f, 1.0125f, 0.1f}};
+    unsigned ids[10] = {};
+    for (int k = 0; k < 10; ++k)
         ids[k] = in.loaded.geometry[names[k]];
     const float4* hits = in.image<float4>(ApiGetHitPosBuffer);
     const uint2* words = in.image<uint2>(ApiGetIdBuffer);
@@ -112,14 +117,13 @@ void kinds(const Check& check)
     check(onSphere > 50 && wrong == 0, "own programs: the unit sphere's hit positions lie on it, "
                                        "at their distance from the eye (" + std::to_string(onSphere) +
                                            " pixels, " + std::to_string(wrong) + " wrong)");
-    const float at[6][3] = {{0, 0, 1}, {2, 0, 0}, {-2, 0, 0.5f}, {0, 1.775f, 0.1f}, {0, -2.07f, 0}, {2, 1.85f, 0}};
     std::string seen;
     bool all = true;
-    for (int k = 0; k < 6; ++k) {
+    for (int k = 0; k < 10; ++k) {
         unsigned col, row;
         project(at[k][0], at[k][1], at[k][2], col, row);
         const uint2 w = words[row * W + col];
-        all = all && (w.x & TREVIX7_ID_MASK) == ids[k];
+        all = all && ids[k] != 0 && (w.x & TREVIX7_ID_MASK) == ids[k];
         seen += " " + std::to_string(w.x & TREVIX7_ID_MASK) + "/" + std::to_string(ids[k]);
     }
     check(all, "own programs: the id image names each kind where it projects (seen/expected" + seen + ")");
