@@ -56,6 +56,13 @@ expect 2 "--device" "${sim_env[@]}" -- "$scenes/furnace.json" --device tpu
 expect 0 "Rendering on the CPU device (no usable GPU)." LD_LIBRARY_PATH= -- "$scenes/furnace.json" -o auto.png --size 8x8 --frames 1
 expect 0 "Rendering on the CPU device." "${sim_env[@]}" -- "$scenes/furnace.json" -o cpu.png --size 8x8 --frames 1 --device cpu
 expect 0 "The CPU device has no denoiser: the image is not denoised." "${sim_env[@]}" -- "$scenes/furnace.json" -o den.png --size 8x8 --frames 1 --device cpu --denoise hdr
+# The CPU device's image does not depend on its number of workers.
+for n in 1 3; do
+    expect 0 "CPU device ($n thread" "${sim_env[@]}" TREVIX7_CPU_THREADS=$n -- "$scenes/demo.json" -o "threads$n.exr" \
+        --size 40x24 --frames 2 --device cpu
+done
+if cmp -s "$work/threads1.exr" "$work/threads3.exr"; then passed=$((passed + 1)); else
+    failed=$((failed + 1)); echo "[FAIL] the images of 1 and 3 workers differ"; fi
 expect 1 'cannot write "/nonexistent/out.png"' "${sim_env[@]}" -- "$scenes/furnace.json" -o /nonexistent/out.png
 expect 0 "wrote out.png (8 x 4)" "${sim_env[@]}" -- "$scenes/furnace.json" -o out.png --size 8x4 --frames 2 \
     --aov albedo,normal,position,id
