@@ -45,6 +45,9 @@ check "pkg-config: build" bash -c \
     "cc -std=c99 -o '$work/pc' '$here/consumer.c' \$(pkg-config --cflags --libs trevix7-scene) \
         -DPROGRAM_DIR=\\\"\$(pkg-config --variable=programdir trevix7)\\\" -Wl,-rpath,'$prefix/lib'"
 check "pkg-config: the host renders" bash -c "'$work/pc' '$scene' | grep -q 'rendered 16 x 8'"
+check "pkg-config: the same host renders on the CPU device" bash -c \
+    "LD_LIBRARY_PATH=\$(pkg-config --variable=cpudir trevix7) '$work/pc' '$scene' >'$work/pc.txt' &&
+     grep -q 'CPU device' '$work/pc.txt' && grep -q 'rendered 16 x 8' '$work/pc.txt'"
 
 check "the installed renderer finds its programs" bash -c \
     "cd '$work' && '$prefix/bin/trevix7-render' '$scene' -o x.png --size 8x8 --frames 1 && test -s x.png"
