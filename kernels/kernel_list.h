@@ -4,8 +4,8 @@
 //     K(launcher, element, (parameters after the index), (the same names))
 //
 // From that one entry come the launcher's declaration, the __global__ kernel
-// `_launcher` with its launcher (nvcc, T7_DEFINE_KERNEL) and the simulated
-// device's host loop (sim/kernels_sim.cpp). Each thread, or loop step, runs
+// `_launcher` with its launcher (nvcc, T7_DEFINE_KERNEL) and the CPU
+// device's host loop (cpu/kernels.cpp). Each thread, or loop step, runs
 // element(i, arguments...) for one i below n. Launchers are asynchronous on
 // the given stream, leave the launch result to the stream's next checked call,
 // and launch nothing for n == 0.

@@ -1,7 +1,7 @@
 #pragma once
-// What the placeholder camera writes for each sample, shared with the
-// simulated device's optixLaunch, so that a test on either knows the value of
-// every pixel. For sample s of a pass, with (x, y) its pixel and d the
+// What the placeholder camera writes for each sample, on a GPU as on the CPU
+// device (which runs this program's host build), so that a test on either
+// knows the value of every pixel. For sample s of a pass, with (x, y) its pixel and d the
 // device's CUDA ordinal:
 //
 //   colour  (x, y, d, total-frame counter)  added to sample_accum[s]

@@ -20,7 +20,7 @@ namespace sim {
 struct Counts {
     size_t deviceAllocations = 0; // cudaMalloc blocks not yet freed, all devices
     size_t deviceBytes = 0;       // of those blocks and of the live CUDA arrays
-    size_t pinnedAllocations = 0; // cudaHostAlloc / cudaMallocHost blocks not yet freed
+    size_t pinnedAllocations = 0; // cudaHostAlloc blocks not yet freed
     size_t arrays = 0;            // cudaMallocArray arrays (not in deviceAllocations)
     size_t textureObjects = 0;
     size_t streams = 0;
@@ -31,7 +31,7 @@ struct Counts {
 Counts counts();
 
 // Failure injection: the call of `function` (a CUDA or OptiX function by its
-// API name) after `after` more successful calls fails with `result`; an OptiX
+// API name) after `after` more calls of it fails with `result`; an OptiX
 // call that fills a log gets `log` as its text (an empty one writes nothing).
 // One pending failure per name.
 void failNext(const char* function, int result, unsigned after = 0, const std::string& log = "");
@@ -64,7 +64,7 @@ struct TextureInfo {
 // False when `object` is not a live texture object.
 bool textureInfo(unsigned long long object, TextureInfo& out);
 
-// Texts that reached the OptiX log callbacks of simulated contexts.
+// A context that was created: its device and log and cache settings.
 struct ContextRecord {
     int device;
     unsigned logLevel;
