@@ -1,11 +1,13 @@
 #include "Structures.h"
 
 #include "CpuDevice.h"
+#include "ThreadPool.h"
 
 #include <cstring>
 #include <iterator>
 #include <map>
 #include <mutex>
+#include <string>
 
 namespace cpu {
 namespace {
@@ -42,7 +44,16 @@ Structure::~Structure()
 RTCDevice embree()
 {
     static RTCDevice device = [] {
-        RTCDevice d = rtcNewDevice(nullptr);
+        // Builds on as many threads as launches; on one under
+        // ThreadSanitizer, which cannot see Embree's task scheduler
+        // synchronise and would report its workers' writes as races.
+#ifdef TREVIX7_TSAN
+        const unsigned threads = 1;
+#else
+        const unsigned threads = ThreadPool::threads();
+#endif
+        const std::string config = "threads=" + std::to_string(threads);
+        RTCDevice d = rtcNewDevice(config.c_str());
         rtcSetDeviceErrorFunction(d, reportEmbreeError, nullptr);
         return d;
     }();

@@ -3,7 +3,7 @@
 // Embree calls back) and one level of instances; compaction and relocation
 // place the same structure at the copy of its buffer.
 //
-// Sizes for n primitives (the sum over the build inputs: index triplets for
+// Sizes for n primitives (of the one build input: index triplets for
 // triangles; numPrimitives for curves and custom primitives; numInstances for
 // instance structures), plausible for OptiX and enough for the header:
 //   output     256 + 64 n
@@ -97,17 +97,20 @@ template <typename T> T at(CUdeviceptr base, size_t stride, size_t i)
     return v;
 }
 
-// Control points of a curve segment, with their radii, as the kind takes them.
+// Control points of a curve segment, with their radii, as the kind takes
+// them; 0 for a type that is not a round curve of ABI 68.
 unsigned curvePoints(OptixPrimitiveType type)
 {
     switch (type) {
+    case OPTIX_PRIMITIVE_TYPE_ROUND_LINEAR:
+        return 2;
     case OPTIX_PRIMITIVE_TYPE_ROUND_QUADRATIC_BSPLINE:
         return 3;
     case OPTIX_PRIMITIVE_TYPE_ROUND_CUBIC_BSPLINE:
     case OPTIX_PRIMITIVE_TYPE_ROUND_CATMULLROM:
         return 4;
     default:
-        return 2;
+        return 0;
     }
 }
 
@@ -116,6 +119,8 @@ unsigned curvePoints(OptixPrimitiveType type)
 bool checkBuffers(const OptixBuildInput& in, int device, std::vector<OptixInstance>& instances)
 {
     const size_t n = primitives(in);
+    if (in.type == OPTIX_BUILD_INPUT_TYPE_CURVES && !curvePoints(in.curveArray.curveType))
+        return false;
     if (n == 0)
         return true;
     switch (in.type) {
