@@ -129,37 +129,52 @@ void kinds(const Check& check)
     check(all, "own programs: the id image names each kind where it projects (seen/expected" + seen + ")");
 }
 
+// Means of the 8 x 8 tiles of the demo box rendered on `devices`.
+bool tileMeans(const Check& check, const std::vector<unsigned>& devices, std::vector<double>& means)
+{
+    Instance in(shipped("demo.json"), devices);
+    std::string list;
+    for (unsigned d : devices)
+        list += (list.empty() ? "{" : ", ") + std::to_string(d);
+    if (!check(in.handle && in.render(256), "own programs: the demo box renders on " + list + "} " + in.message))
+        return false;
+    for (unsigned by = 0; by < H; by += 8)
+        for (unsigned bx = 0; bx < W; bx += 8) {
+            double sum = 0;
+            for (unsigned y = by; y < by + 8; ++y)
+                for (unsigned x = bx; x < bx + 8; ++x)
+                    sum += in.pixel(x, y).x + in.pixel(x, y).y + in.pixel(x, y).z;
+            means.push_back(sum / 192);
+        }
+    return true;
+}
+
 // {0, 0}: two states of ordinal 0, which take the same tile slots (the slot
 // follows the ordinal), so half the 8 x 8 tiles, in a checkerboard, are
-// rendered twice and the others stay empty.
+// rendered twice and the others stay empty. With a second device, {0, 1}
+// renders every tile, device 1 on the relocated copies of the structures.
 void twoDevices(const Check& check)
 {
-    std::vector<double> means[2];
-    for (int k = 0; k < 2; ++k) {
-        Instance in(shipped("demo.json"), k == 0 ? std::vector<unsigned>{0} : std::vector<unsigned>{0, 0});
-        if (!check(in.handle && in.render(256),
-                   std::string("own programs: the demo box renders on ") + (k ? "{0, 0} " : "{0} ") + in.message))
-            return;
-        // Means of the 8 x 8 tiles.
-        for (unsigned by = 0; by < H; by += 8)
-            for (unsigned bx = 0; bx < W; bx += 8) {
-                double sum = 0;
-                for (unsigned y = by; y < by + 8; ++y)
-                    for (unsigned x = bx; x < bx + 8; ++x)
-                        sum += in.pixel(x, y).x + in.pixel(x, y).y + in.pixel(x, y).z;
-                means[k].push_back(sum / 192);
-            }
-    }
+    std::vector<double> one, same, two;
+    if (!tileMeans(check, {0}, one) || !tileMeans(check, {0, 0}, same))
+        return;
     double worst = 0, empty = 0;
-    for (size_t i = 0; i < means[0].size(); ++i) {
+    for (size_t i = 0; i < one.size(); ++i) {
         if ((i / 8 + i % 8) % 2 == 0)
-            worst = std::fmax(worst, std::fabs(means[0][i] - means[1][i]) / (means[0][i] + 0.05));
+            worst = std::fmax(worst, std::fabs(one[i] - same[i]) / (one[i] + 0.05));
         else
-            empty = std::fmax(empty, std::fabs(means[1][i]));
+            empty = std::fmax(empty, std::fabs(same[i]));
     }
     check(worst < 0.05 && empty == 0, "own programs: {0} and {0, 0} agree within the noise on the tiles of "
                                       "ordinal 0, the others empty (largest tile difference " +
                                           std::to_string(worst) + ", largest empty tile " + std::to_string(empty) + ")");
+    if (ApiGetDeviceCount() < 2 || !tileMeans(check, {0, 1}, two))
+        return;
+    worst = 0;
+    for (size_t i = 0; i < one.size(); ++i)
+        worst = std::fmax(worst, std::fabs(one[i] - two[i]) / (one[i] + 0.05));
+    check(worst < 0.05, "own programs: {0} and {0, 1} agree within the noise on every tile (largest tile "
+                        "difference " + std::to_string(worst) + ")");
 }
 
 // Root-mean-square difference of two float images over their colour.

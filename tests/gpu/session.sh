@@ -1,14 +1,14 @@
 #!/usr/bin/env bash
 # The whole proof on a GPU machine, in one run: the machine, the build with
-# the carried Debian packages, every GPU check program, the benchmarks and
-# the demo scene. Everything lands in OUTDIR (at most 8 files, so that a
+# the carried Debian packages, every GPU check program, the benchmarks, the
+# demo scene, and the demo on the GPU against the CPU device. Everything lands in OUTDIR (at most 8 files, so that a
 # remote run brings all of it back):
 #
 #   summary.txt  the machine, each step with its time, and, last, "N passed, N failed"
 #   build.log    configure and build
 #   checks.log   every check program's output
 #   bench.md     the benchmark table
-#   render.log   trevix7-render on scenes/demo.json
+#   render.log   trevix7-render on scenes/demo.json; the GPU against the CPU device
 #   demo.png     the demo scene
 #
 # Usage: tests/gpu/session.sh OUTDIR      (tools/gpu-debs.sh fetches .debs/ beforehand)
@@ -147,4 +147,8 @@ result $? "benchmarks (bench.md)"
 step demo "$out/render.log" timeout 120 "$build/tools/trevix7-render" scenes/demo.json -o "$out/demo.png" -q
 result $? "the demo scene (demo.png, render.log)"
 tail -n 1 "$out/render.log" | sed 's/^/  /' | tee -a "$summary"
+# The same programs on the CPU device: the same image within the noise.
+step compare "$out/render.log" timeout 150 python3 tests/gpu/compare_devices.py "$build" scenes/demo.json 160x120 256
+result $? "the GPU and the CPU device agree on the demo (render.log)"
+tail -n 3 "$out/render.log" | sed 's/^/  /' | tee -a "$summary"
 finish
