@@ -13,7 +13,7 @@
 #include "ThreadPool.h"
 
 #include "core/Params.h"
-#include "shaders/optix7_device_cpu.h"
+#include "shaders/optix7_device.h"
 
 #include <cmath>
 #include <cstring>

@@ -9,6 +9,10 @@
 // (__float_as_uint / __uint_as_float).
 #pragma once
 
+// The eight attribute words' getters, optixGetAttribute_0 to _7, from one
+// list in both halves.
+#define TREVIX7_EACH_ATTRIBUTE(M) M(0) M(1) M(2) M(3) M(4) M(5) M(6) M(7)
+
 #if !defined(__CUDACC__)
 #include "optix7_device_cpu.h"
 #else
@@ -311,15 +315,7 @@ TREVIX7_DEVICE bool optixReportIntersection(float hitT, unsigned int hitKind, un
         return value;                                                                \
     }
 
-TREVIX7_ATTRIBUTE_GETTER(0)
-TREVIX7_ATTRIBUTE_GETTER(1)
-TREVIX7_ATTRIBUTE_GETTER(2)
-TREVIX7_ATTRIBUTE_GETTER(3)
-TREVIX7_ATTRIBUTE_GETTER(4)
-TREVIX7_ATTRIBUTE_GETTER(5)
-TREVIX7_ATTRIBUTE_GETTER(6)
-TREVIX7_ATTRIBUTE_GETTER(7)
-
+TREVIX7_EACH_ATTRIBUTE(TREVIX7_ATTRIBUTE_GETTER)
 #undef TREVIX7_ATTRIBUTE_GETTER
 
 // Any-hit control.

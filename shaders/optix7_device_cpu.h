@@ -130,14 +130,7 @@ inline bool optixReportIntersection(float hitT, unsigned int hitKind, Attributes
 
 #define TREVIX7_ATTRIBUTE_GETTER(k)                                                          \
     inline unsigned int optixGetAttribute_##k() { return t7_cpu.attributes[k]; }
-TREVIX7_ATTRIBUTE_GETTER(0)
-TREVIX7_ATTRIBUTE_GETTER(1)
-TREVIX7_ATTRIBUTE_GETTER(2)
-TREVIX7_ATTRIBUTE_GETTER(3)
-TREVIX7_ATTRIBUTE_GETTER(4)
-TREVIX7_ATTRIBUTE_GETTER(5)
-TREVIX7_ATTRIBUTE_GETTER(6)
-TREVIX7_ATTRIBUTE_GETTER(7)
+TREVIX7_EACH_ATTRIBUTE(TREVIX7_ATTRIBUTE_GETTER)
 #undef TREVIX7_ATTRIBUTE_GETTER
 
 // --- Hit identification ---
