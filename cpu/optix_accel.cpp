@@ -17,6 +17,7 @@
 
 #include <cmath>
 #include <cstring>
+#include <new>
 
 using cpu::lock;
 using cpu::state;
@@ -332,10 +333,13 @@ void buildInstances(cpu::Structure& s, const std::vector<OptixInstance>& instanc
     }
 }
 
-// The structure of the one input, built now from copies of its data.
+// The structure of the one input, built now from copies of its data; null
+// when Embree failed (it keeps its first error for the thread: out of
+// memory, mostly).
 std::shared_ptr<cpu::Structure> build(const OptixBuildInput& in, size_t n,
                                       const std::vector<OptixInstance>& instances, int device)
 {
+    rtcGetDeviceError(cpu::embree()); // forget an earlier call's
     auto s = std::make_shared<cpu::Structure>();
     s->serial = cpu::nextSerial();
     s->device = device;
@@ -365,7 +369,7 @@ std::shared_ptr<cpu::Structure> build(const OptixBuildInput& in, size_t n,
         buildInstances(*s, instances, device);
     }
     rtcCommitScene(s->scene);
-    return s;
+    return rtcGetDeviceError(cpu::embree()) == RTC_ERROR_NONE ? s : nullptr;
 }
 
 OptixResult computeMemoryUsage(OptixDeviceContext context,
@@ -421,7 +425,13 @@ OptixResult accelBuild(OptixDeviceContext context, CUstream stream,
         std::vector<OptixInstance> instances;
         if (!checkBuffers(inputs[0], device, instances))
             return OPTIX_ERROR_INVALID_VALUE;
-        const auto s = build(inputs[0], n, instances, device);
+        std::shared_ptr<cpu::Structure> s;
+        try {
+            s = build(inputs[0], n, instances, device);
+        } catch (const std::bad_alloc&) {
+        }
+        if (!s)
+            return OPTIX_ERROR_HOST_OUT_OF_MEMORY;
         s->compactedSize = state().compactionSaves ? compactedBytes(n) : sizes.outputSizeInBytes;
         s->buildFlags = options->buildFlags;
         *outputHandle = cpu::place(s, output, device, sizes.outputSizeInBytes);
