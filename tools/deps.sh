@@ -50,6 +50,7 @@ t7_missing() {
     t7_have tiny_obj_loader.h || echo libtinyobjloader-dev
     t7_have stb/stb_image.h || echo libstb-dev
     t7_have tinyexr.h || echo libtinyexr-dev
+    t7_have tiny_gltf.h || echo libtinygltf-dev
     t7_have png.h || echo libpng-dev
     t7_have zlib.h || echo zlib1g-dev
     t7_have embree3/rtcore.h || echo libembree-dev # the CPU device's traversal

@@ -11,5 +11,5 @@ mkdir -p .debs
 cd .debs
 apt-get update -qq
 apt-get download nlohmann-json3-dev libcli11-dev libtinyobjloader-dev libstb-dev libtinyexr-dev \
-    libpng-dev libpng16-16 zlib1g-dev libembree-dev libembree3-3 libtbb12 libtbbmalloc2
+    libpng-dev libpng16-16 zlib1g-dev libembree-dev libembree3-3 libtbb12 libtbbmalloc2 libtinygltf-dev
 ls -l

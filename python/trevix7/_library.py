@@ -28,6 +28,8 @@ class Settings(ctypes.Structure):
         ("device_count", ctypes.c_uint),
         ("denoise", ctypes.c_int),
         ("camera", ctypes.c_uint),
+        ("display", ctypes.c_int),
+        ("camera_index", ctypes.c_int),
     ]
 
 

@@ -35,7 +35,7 @@ nlohmann::json parseFile(const std::string& path)
 
 void Node::fail(const std::string& what) const
 {
-    throw SceneError(m_file + ": " + (m_where.empty() ? "top level" : m_where) + ": " + what);
+    throw SceneError(place() + ": " + what);
 }
 
 const Node& Node::keys(std::initializer_list<const char*> allowed) const

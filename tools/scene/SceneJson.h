@@ -31,6 +31,8 @@ public:
 
     [[noreturn]] void fail(const std::string& what) const;
     const std::string& where() const { return m_where; }
+    // "file: where", as complaints begin.
+    std::string place() const { return m_file + ": " + (m_where.empty() ? "top level" : m_where); }
 
     // Objects: the keys allowed here (others are errors), members, presence.
     const Node& keys(std::initializer_list<const char*> allowed) const;

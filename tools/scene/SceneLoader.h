@@ -1,24 +1,15 @@
 #pragma once
-// Reads a scene file into a new renderer instance through the library's
-// exported interface.
+// Scene files into renderer instances through the library's exported
+// interface, in two steps: reading (and checking) the files into a
+// description, with no device touched; then building that in an instance.
 
+#include "SceneDescription.h"
 #include "trevix7_scene.h"
 
 #include <map>
 #include <string>
-#include <vector>
 
 namespace scene {
-
-// The file's render settings, after the caller's overrides.
-struct Settings {
-    unsigned width = 640, height = 480, frames = 64;
-    std::vector<unsigned> devices; // empty: every capable GPU
-    int denoise = 0;               // 0 or POSTPROC_DENOISER_*
-    OptixDenoiserInputKind denoiseGuides = OPTIX_DENOISER_INPUT_RGB_ALBEDO_NORMAL;
-    unsigned denoiseStart = 1;
-    float denoiseBlend = 0;
-};
 
 struct Loaded {
     unsigned handle = 0;
@@ -27,7 +18,17 @@ struct Loaded {
     std::map<std::string, unsigned> geometry; // named geometries' ids
 };
 
-// Throws SceneError; on failure the instance is destroyed again.
-Loaded load(const std::string& path, const trevix7_scene_settings& overrides);
+// A scene file (JSON, or a whole glTF file) with the caller's overrides.
+// Throws SceneError.
+Description read(const std::string& path, const trevix7_scene_settings& overrides);
+
+// A new instance holding the scene, its camera current. Throws SceneError;
+// on failure the instance is destroyed again.
+Loaded build(const Description& d);
+
+inline Loaded load(const std::string& path, const trevix7_scene_settings& overrides)
+{
+    return build(read(path, overrides));
+}
 
 } // namespace scene

@@ -1,8 +1,6 @@
 // Textures, materials and lights of a scene file.
 
-#include "SceneBuilder.h"
-
-#include "trevix7_programs.h"
+#include "SceneReader.h"
 
 #include <stb/stb_image.h>
 
@@ -14,33 +12,53 @@ namespace scene {
 
 namespace {
 
-unsigned addressMode(const Node& n)
+int addressMode(const Node& n)
 {
-    return n.has("address") ? n["address"].choice({"wrap", "clamp", "mirror", "border"}) : 0;
+    return n.has("address") ? int(n["address"].choice({"wrap", "clamp", "mirror", "border"})) : 0;
 }
 
 } // namespace
 
-// Each texture is an image file (8-bit, or float for Radiance .hdr files),
-// or a small image written out as colours.
-void Builder::texturesSection(const Node& n)
+void Material::set(const std::string& name, float value)
+{
+    floatNames.push_back(name);
+    floats.push_back(value);
+}
+
+void Material::set(const std::string& name, f3 value)
+{
+    float3Names.push_back(name);
+    float3s.push_back(value);
+}
+
+Texture imageTexture(const Node& n, const std::string& file, int address)
+{
+    Texture t;
+    t.place = n.place();
+    int channels = 0;
+    const bool hdr = stbi_is_hdr(file.c_str());
+    std::unique_ptr<void, void (*)(void*)> pixels(
+        hdr ? static_cast<void*>(stbi_loadf(file.c_str(), &t.width, &t.height, &channels, 4))
+            : static_cast<void*>(stbi_load(file.c_str(), &t.width, &t.height, &channels, 4)),
+        stbi_image_free);
+    if (!pixels)
+        n.fail("cannot read image \"" + file + "\": " + stbi_failure_reason());
+    t.bits = hdr ? 32 : 8;
+    t.address = address;
+    const size_t bytes = size_t(t.width) * t.height * 4 * (hdr ? 4 : 1);
+    t.pixels.assign(static_cast<unsigned char*>(pixels.get()), static_cast<unsigned char*>(pixels.get()) + bytes);
+    return t;
+}
+
+// Each texture is an image file, or a small image written out as colours.
+void Reader::texturesSection(const Node& n)
 {
     for (const std::string& name : n.names()) {
         const Node t = n.member(name);
-        unsigned id = 0;
         if (t.has("file")) {
             t.keys({"file", "address"});
-            const std::string file = path(t["file"].text());
-            int w = 0, h = 0, channels = 0;
-            const bool hdr = stbi_is_hdr(file.c_str());
-            std::unique_ptr<void, void (*)(void*)> pixels(
-                hdr ? static_cast<void*>(stbi_loadf(file.c_str(), &w, &h, &channels, 4))
-                    : static_cast<void*>(stbi_load(file.c_str(), &w, &h, &channels, 4)),
-                stbi_image_free);
-            if (!pixels)
-                t["file"].fail("cannot read image \"" + file + "\": " + stbi_failure_reason());
-            id = ApiSetupTexture(handle, w, h, 4, hdr ? 32 : 8, int(addressMode(t)),
-                                 pixels.get(), message);
+            d.textures.push_back(imageTexture(t["file"], path(t["file"].text()), addressMode(t)));
+            d.textures.back().place = t.place();
         } else {
             t.keys({"size", "pixels", "address"});
             if (t["size"].size() != 2)
@@ -55,15 +73,21 @@ void Builder::texturesSection(const Node& n)
                 c.resize(4, 1.0f);
                 rgba.insert(rgba.end(), c.begin(), c.end());
             }
-            id = ApiSetupTexture(handle, int(w), int(h), 4, 32, int(addressMode(t)), rgba.data(),
-                                 message);
+            Texture x;
+            x.place = t.place();
+            x.width = int(w);
+            x.height = int(h);
+            x.bits = 32;
+            x.address = addressMode(t);
+            x.pixels.resize(rgba.size() * 4);
+            std::memcpy(x.pixels.data(), rgba.data(), x.pixels.size());
+            d.textures.push_back(std::move(x));
         }
-        check(id != 0, t);
-        textures[name] = id;
+        textures[name] = unsigned(d.textures.size() - 1);
     }
 }
 
-void Builder::materialsSection(const Node& n)
+void Reader::materialsSection(const Node& n)
 {
     static const char* const kFloats[] = {"light_emission", "base_roughness", "radiation_length",
                                           "reflectivity_index", "reflectivity_range",
@@ -76,72 +100,43 @@ void Builder::materialsSection(const Node& n)
                 "base_roughness", "radiation_length", "reflectivity_index", "reflectivity_range",
                 "normaltilt_iar", "base_color", "surface_albedo", "refraction_index",
                 "subsurface_color"});
-        unsigned flags = m.has("model") ? m["model"].choice({"emitter", "conductor", "diffuse",
-                                                             "dielectric"})
-                                        : unsigned(TREVIX7_MATERIAL_DIFFUSE);
-        flags |= m.flag("two_sided", false) ? TREVIX7_MATERIAL_TWO_SIDED : 0u;
-        const char* uintNames[] = {"flags"};
-        std::vector<const char*> floatNames, float3Names;
-        std::vector<float> floats;
-        std::vector<trevix7_float3> float3s;
+        Material x;
+        x.place = m.place();
+        x.flags = m.has("model") ? m["model"].choice({"emitter", "conductor", "diffuse", "dielectric"})
+                                 : unsigned(TREVIX7_MATERIAL_DIFFUSE);
+        x.flags |= m.flag("two_sided", false) ? TREVIX7_MATERIAL_TWO_SIDED : 0u;
         for (const char* f : kFloats)
-            if (m.has(f)) {
-                floatNames.push_back(f);
-                floats.push_back(m[f].number());
-            }
+            if (m.has(f))
+                x.set(f, m[f].number());
         for (const char* f : kFloat3s)
-            if (m.has(f)) {
-                float3Names.push_back(f);
-                float3s.push_back(m[f].vec3());
-            }
+            if (m.has(f))
+                x.set(f, m[f].vec3());
         // Texture arrays: every array given has the same count.
-        std::vector<unsigned> arrays[4];
-        size_t textureCount = 0;
-        bool first = true;
         if (m.has("textures")) {
             const Node t = m["textures"];
             t.keys({"color", "roughness", "metalness", "normal"});
             const char* kinds[] = {"color", "roughness", "metalness", "normal"};
+            bool first = true;
             for (int k = 0; k < 4; ++k)
                 if (t.has(kinds[k])) {
                     for (size_t i = 0; i < t[kinds[k]].size(); ++i)
-                        arrays[k].push_back(texture(t[kinds[k]][i]));
-                    if (!first && arrays[k].size() != textureCount)
+                        x.textures[k].push_back(texture(t[kinds[k]][i]));
+                    if (!first && x.textures[k].size() != x.textureCount)
                         t[kinds[k]].fail("every texture array needs the same number of textures");
-                    textureCount = arrays[k].size();
+                    x.textureCount = x.textures[k].size();
                     first = false;
                 }
         }
-        const std::string radiance = m.text("radiance", "t7_hit.cu::__closesthit__radiance");
-        const std::string occlusion = m.text("occlusion", "t7_hit.cu::__closesthit__occlusion");
-        const unsigned id = ApiSetupMaterial(
-            handle, radiance.c_str(), occlusion.c_str(), uintNames, &flags, 1, floatNames.data(),
-            floats.data(), floats.size(), float3Names.data(), float3s.data(), float3s.size(),
-            nullptr, nullptr, 0, arrays[0].data(), unsigned(arrays[0].size()), arrays[1].data(),
-            unsigned(arrays[1].size()), arrays[2].data(), unsigned(arrays[2].size()),
-            arrays[3].data(), unsigned(arrays[3].size()), textureCount, message);
-        check(id != 0, m);
-        materials[name] = id;
+        x.radiance = m.text("radiance", x.radiance);
+        x.occlusion = m.text("occlusion", x.occlusion);
+        d.materials.push_back(std::move(x));
+        materials[name] = unsigned(d.materials.size() - 1);
     }
 }
 
-unsigned Builder::defaultMaterial(const Node& n)
+void Reader::lights(const Node& n)
 {
-    if (!materials.count("")) {
-        const char* names[] = {"base_color"};
-        trevix7_float3 grey[] = {{0.7f, 0.7f, 0.7f}};
-        materials[""] = ApiSetupMaterial(handle, "t7_hit.cu::__closesthit__radiance",
-                                         "t7_hit.cu::__closesthit__occlusion", nullptr, nullptr, 0,
-                                         nullptr, nullptr, 0, names, grey, 1, nullptr, nullptr, 0,
-                                         nullptr, 0, nullptr, 0, nullptr, 0, nullptr, 0, 0, message);
-        check(materials[""] != 0, n);
-    }
-    return materials[""];
-}
-
-void Builder::lights(const Node& n)
-{
-    std::vector<LightData> records;
+    d.lightsPlace = n.place();
     for (size_t i = 0; i < n.size(); ++i) {
         const Node l = n[i];
         trevix7_light_record r;
@@ -165,9 +160,8 @@ void Builder::lights(const Node& n)
         r.light.cos_outer = std::cos(l.number("outer", 45) * degrees);
         r.light.u = l.vec3("u", {1, 0, 0});
         r.light.v = l.vec3("v", {0, 0, 1});
-        records.push_back(r.data);
+        d.lights.push_back(r.data);
     }
-    check(ApiSetupLights(handle, records.data(), unsigned(records.size())), n);
 }
 
 } // namespace scene

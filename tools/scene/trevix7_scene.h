@@ -1,10 +1,12 @@
 /* trevix7_scene.h: scene files for trevix7 (libtrevix7_scene.so).
  *
  * A scene file (JSON, see docs/scene-format.md) holds the render settings,
- * the shader variables, textures, materials, geometry, lights, the
- * environment, the camera and the post-processing stages. One call creates a
- * renderer instance of the library from it, ready to launch. Compiles as C99
- * and as C++. */
+ * the shader variables, textures, materials, geometry (inline, or from OBJ
+ * and glTF files), lights, the environment, the camera and the
+ * post-processing stages; a glTF 2.0 file (.gltf, .glb) is a scene file too.
+ * One call creates a renderer instance of the library from it, ready to
+ * launch; or the file is read and checked first, with no device touched, and
+ * built later. Compiles as C99 and as C++. */
 #ifndef TREVIX7_SCENE_H
 #define TREVIX7_SCENE_H
 
@@ -27,9 +29,17 @@ typedef struct trevix7_scene_settings {
                                           _HDR, _UP2 (guided by albedo and normals);
                                           out: the denoiser used (0 none) */
     unsigned int camera;               /* out: the current camera */
+    int display;                       /* in: 1 the display stages run (levels, gamma, tone
+                                          maps, overlays); 0 they do not: the image is linear
+                                          radiance, as an EXR file wants */
+    int camera_index;                  /* in: a glTF file's camera to look through; -1 the first */
 } trevix7_scene_settings;
 
-/* Fills `settings` with "take everything from the file". */
+/* A scene read from its files, not yet built. */
+typedef struct trevix7_scene trevix7_scene;
+
+/* Fills `settings` with "take everything from the file" (display 1,
+ * camera_index -1). */
 TREVIX7_SCENE_API void SceneDefaultSettings(trevix7_scene_settings* settings);
 
 /* Reads the scene file at `path` (relative files in it are found beside
@@ -40,6 +50,26 @@ TREVIX7_SCENE_API void SceneDefaultSettings(trevix7_scene_settings* settings);
  * ApiSetupLibraryDir, which the caller sets first. */
 TREVIX7_SCENE_API unsigned int SceneLoadFile(const char* path, trevix7_scene_settings* settings,
                                              char* error);
+
+/* Reads and checks the scene file at `path` with the settings' overrides,
+ * touching no device: every error a file can hold is found here. Gives the
+ * scene, or NULL with the reason in `error` (4096 bytes). `settings` gets
+ * the size, frame count and denoiser; lines on standard error warn of what
+ * the files hold that cannot be rendered. */
+TREVIX7_SCENE_API trevix7_scene* SceneRead(const char* path, trevix7_scene_settings* settings,
+                                           char* error);
+
+/* Builds a scene read by SceneRead in a new instance, as SceneLoadFile does;
+ * `settings` (may be NULL) gets the camera. */
+TREVIX7_SCENE_API unsigned int SceneBuild(const trevix7_scene* scene,
+                                          trevix7_scene_settings* settings, char* error);
+
+/* Releases a scene read by SceneRead (NULL is fine). */
+TREVIX7_SCENE_API void SceneFree(trevix7_scene* scene);
+
+/* A count of what a scene holds, as a line such as "640 x 480, 64 frames, 12
+ * geometries, 5 materials, 3 textures, 2 lights" (at most `size` bytes). */
+TREVIX7_SCENE_API void SceneSummary(const trevix7_scene* scene, char* text, unsigned int size);
 
 #ifdef __cplusplus
 } /* extern "C" */
