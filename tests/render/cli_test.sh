@@ -39,7 +39,18 @@ sim_env=("LD_LIBRARY_PATH=$sim")
 expect 2 "scene is required" "${sim_env[@]}" --
 expect 2 "--bits" "${sim_env[@]}" -- "$scenes/furnace.json" --bits 12
 expect 2 "--denoise" "${sim_env[@]}" -- "$scenes/furnace.json" --denoise best
-expect 2 "--size: expected WIDTHxHEIGHT" "${sim_env[@]}" -- "$scenes/furnace.json" --size 0x5
+# Sizes are two whole numbers above 0, and nothing else.
+for size in 0x5 100x-5 8x8x8 0x10 x10 10x 10 8.5x8 " 8x8"; do
+    expect 2 "--size: expected WIDTHxHEIGHT" "${sim_env[@]}" -- "$scenes/furnace.json" --size "$size"
+done
+# The format follows the extension; options may not contradict it.
+expect 2 "must end in .png or .exr" "${sim_env[@]}" -- "$scenes/furnace.json" -o out.jpg
+expect 2 "--exr asks for an EXR image" "${sim_env[@]}" -- "$scenes/furnace.json" -o out.png --exr
+expect 2 "--bits 16 is for PNG images" "${sim_env[@]}" -- "$scenes/furnace.json" -o out.exr --bits 16
+expect 2 "--display is for EXR images" "${sim_env[@]}" -- "$scenes/furnace.json" -o out.png --display
+expect 2 "--frames" "${sim_env[@]}" -- "$scenes/furnace.json" --frames 0
+expect 2 "--time" "${sim_env[@]}" -- "$scenes/furnace.json" --time -1
+expect 0 "trevix7-render 0." LD_LIBRARY_PATH= -- --version
 expect 1 'cannot open scene file "nothing.json": No such file or directory' "${sim_env[@]}" -- nothing.json
 expect 1 "trailing.json:2:1: JSON error: syntax error" "${sim_env[@]}" -- trailing.json
 expect 1 'key.json: materials.m: unknown key "colour"' "${sim_env[@]}" -- key.json
@@ -69,7 +80,44 @@ expect 0 "wrote out.png (8 x 4)" "${sim_env[@]}" -- "$scenes/furnace.json" -o ou
 for f in out.png out.albedo.png out.normal.png out.position.exr out.id.png; do
     if [ -s "$work/$f" ]; then passed=$((passed + 1)); else failed=$((failed + 1)); echo "[FAIL] no $f"; fi
 done
-expect 0 "wrote deep.exr (8 x 8)" "${sim_env[@]}" -- "$scenes/demo.json" -o deep.exr --size 8x8 --frames 1 --bits 16
+expect 0 "wrote deep.exr (8 x 8)" "${sim_env[@]}" -- "$scenes/demo.json" -o deep.exr --size 8x8 --frames 1
+expect 0 "1 frame of 8 x 8" "${sim_env[@]}" -- "$scenes/furnace.json" -o one.png --size 8x8 --spp 1
+expect 0 "3 frames of 8 x 8" "${sim_env[@]}" -- "$scenes/furnace.json" -o three.png --size 8x8 --spp 3
+
+# --check reads the scene and starts no device: it works with none at all.
+expect 0 "furnace.json: 64 x 64, 64 frames, 1 geometry, 1 material, 0 textures, 0 lights" \
+    LD_LIBRARY_PATH= TREVIX7_SIM_DEVICES= -- "$scenes/furnace.json" --check
+expect 1 'key.json: materials.m: unknown key "colour"' LD_LIBRARY_PATH= -- key.json --check
+# A bad scene is found before any device: no device line is printed.
+out=$(cd "$work" && LD_LIBRARY_PATH=$sim "$render" key.json 2>&1)
+if [[ "$out" != *"Rendering on"* && "$out" != *"Selected devices"* ]]; then passed=$((passed + 1)); else
+    failed=$((failed + 1)); echo "[FAIL] a bad scene started a device:"; echo "$out" | sed 's/^/    /'; fi
+
+# A time budget ends the render, and samples per second count the samples
+# rendered: a quarter of the pixels under the upscaling denoiser.
+out=$(cd "$work" && LD_LIBRARY_PATH=$sim "$render" "$scenes/demo.json" -o timed.png --size 32x32 --time 0.3 \
+      --device cpu --denoise up2 2>&1)
+if echo "$out" | awk '/frames of 32 x 32 in/ { n = $1; t = $8; r = $10 }
+                      END { k = r * t / n / 256; exit !(n > 0 && t >= 0.3 && t < 5 && k > 0.8 && k < 1.25) }'; then
+    passed=$((passed + 1))
+else
+    failed=$((failed + 1)); echo "[FAIL] --time 0.3 with up2:"; echo "$out" | sed 's/^/    /'
+fi
+
+# Ctrl-C stops after the running batch and writes what was rendered.
+(cd "$work" && exec env LD_LIBRARY_PATH="$sim" "$render" "$scenes/demo.json" -o stopped.png --size 64x64 \
+     --frames 1000000 --device cpu >stopped.txt 2>&1) &
+pid=$!
+for _ in $(seq 100); do grep -q "Primary device" "$work/stopped.txt" 2>/dev/null && break; sleep 0.1; done
+sleep 0.5
+kill -INT "$pid"
+wait "$pid"
+rc=$?
+if [ "$rc" -eq 130 ] && [ -s "$work/stopped.png" ] && grep -q "Interrupted: the image holds the [0-9]* frames rendered." "$work/stopped.txt"; then
+    passed=$((passed + 1))
+else
+    failed=$((failed + 1)); echo "[FAIL] Ctrl-C: status $rc, printed:"; sed 's/^/    /' "$work/stopped.txt"
+fi
 
 # Every shipped scene loads and renders.
 for scene in "$scenes"/*.json; do

@@ -8,7 +8,10 @@
 #include "tools/scene/SceneJson.h"
 #include "tools/scene/SceneLoader.h"
 
+#include <tinyexr.h>
+
 #include <cmath>
+#include <cstdlib>
 #include <cstring>
 #include <fstream>
 #include <functional>
@@ -273,6 +276,49 @@ TEST_F(SceneImport, WhatCannotBeRenderedIsSaidOncePerKind)
     Rendered b(write("broken.json", R"({"geometry": [{"type": "mesh", "file": "broken.gltf"}], "camera": {}})"));
     EXPECT_EQ(b.loaded.handle, 0u);
     EXPECT_NE(b.message.find("broken.json: geometry[0].file: "), std::string::npos) << b.message;
+}
+
+// trevix7-render's EXR image is the library's raw float image: linear
+// radiance, unless --display asks for the scene's display stages too.
+TEST_F(SceneImport, AnExrHoldsTheRawImage)
+{
+    const std::string demo = TREVIX7_SCENES_DIR "/demo.json";
+    for (const bool display : {false, true}) {
+        trevix7_scene_settings s;
+        SceneDefaultSettings(&s);
+        s.width = 24;
+        s.height = 16;
+        s.display = display;
+        std::vector<float4> raw;
+        t7test::printed([&] {
+            ApiSetupLibraryDir(TREVIX7_BUILD_DIR);
+            const scene::Loaded l = scene::build(scene::read(demo, s));
+            // Two batches of one frame, as the renderer starts.
+            ASSERT_GE(ApiLaunch(l.handle, 1, 0xFFFFFFFFu, nullptr), 0);
+            ASSERT_GE(ApiLaunch(l.handle, 1, 0xFFFFFFFFu, nullptr), 0);
+            raw = t7test::rawImage(l.handle);
+            ApiDestroyPathTracer(l.handle, nullptr);
+        });
+        ASSERT_EQ(raw.size(), 24u * 16u);
+        const std::string exr = dir() + (display ? "shown.exr" : "linear.exr");
+        const std::string command = std::string(TREVIX7_RENDERER " ") + demo + " -o " + exr +
+                                    " --size 24x16 --frames 2 -q" + (display ? " --display" : "") + " >/dev/null";
+        ASSERT_EQ(std::system(command.c_str()), 0) << command;
+        float* pixels = nullptr;
+        int w = 0, h = 0;
+        const char* error = nullptr;
+        ASSERT_EQ(LoadEXR(&pixels, &w, &h, exr.c_str(), &error), TINYEXR_SUCCESS) << (error ? error : "");
+        const std::unique_ptr<float, void (*)(void*)> guard(pixels, std::free);
+        ASSERT_TRUE(w == 24 && h == 16);
+        size_t differ = 0;
+        for (int y = 0; y < h; ++y)
+            for (int x = 0; x < w; ++x) {
+                const float4 want = raw[size_t(h - 1 - y) * 24 + size_t(x)]; // the raw image is bottom row first
+                const float* got = &pixels[(size_t(y) * 24 + size_t(x)) * 4];
+                differ += got[0] != want.x || got[1] != want.y || got[2] != want.z || got[3] != want.w;
+            }
+        EXPECT_EQ(differ, 0u) << (display ? "with the display stages" : "linear");
+    }
 }
 
 } // namespace

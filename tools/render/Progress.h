@@ -9,13 +9,15 @@ namespace render {
 
 class Progress {
 public:
-    Progress(unsigned frames, double samplesPerFrame, bool show);
+    // `frames` 0: as many as `seconds` allow; `seconds` 0: no time budget.
+    Progress(unsigned frames, double seconds, double samplesPerFrame, bool show);
     void update(unsigned done);
     void finish(unsigned done);
     double seconds() const;
 
 private:
     unsigned m_frames;
+    double m_budget;
     double m_samplesPerFrame;
     bool m_show;
     std::chrono::steady_clock::time_point m_start = std::chrono::steady_clock::now();
