@@ -16,12 +16,21 @@ _OPTIX_ABI = 68
 _OPTIX_TABLE_SIZE = 376  # sizeof(OptixFunctionTable) at ABI 68
 
 
+_HERE = os.path.dirname(os.path.abspath(__file__))
+# Where the libraries lie beside the package: installed (<prefix>/share/trevix7/python/trevix7
+# and <prefix>/lib), or in the source tree next to a build folder.
+_BESIDE = [os.path.join(_HERE, "..", "..", "..", "..", lib) for lib in ("lib", "lib64", "lib/x86_64-linux-gnu")]
+_BESIDE.append(os.path.join(_HERE, "..", "..", "build", "tools"))
+
+
 def open_library(name, mode=ctypes.DEFAULT_MODE):
-    """`name` from the directories of TREVIX7_LIBRARY_PATH, else from the loader."""
-    for directory in filter(None, os.environ.get("TREVIX7_LIBRARY_PATH", "").split(":")):
+    """`name` from the directories of TREVIX7_LIBRARY_PATH, else from beside
+    the package, else from the loader's paths."""
+    directories = list(filter(None, os.environ.get("TREVIX7_LIBRARY_PATH", "").split(":"))) + _BESIDE
+    for directory in directories:
         path = os.path.join(directory, name)
         if os.path.exists(path):
-            return ctypes.CDLL(path, mode=mode)
+            return ctypes.CDLL(os.path.normpath(path), mode=mode)
     return ctypes.CDLL(name, mode=mode)
 
 

@@ -30,7 +30,9 @@ check "the library with its soname" bash -c \
 for f in include/trevix7/trevix7.h include/trevix7/trevix7_programs.h include/trevix7/trevix7_scene.h \
          share/trevix7/cuda/t7_hit.ptx share/trevix7/cuda/dummy7_chit.ptx bin/trevix7-render \
          lib/libtrevix7_scene.so lib/cmake/trevix7/trevix7Config.cmake lib/pkgconfig/trevix7.pc \
-         lib/trevix7/cpu/libtrevix7.so.0 lib/trevix7/cpu/libtrevix7_cpu.so lib/trevix7/cpu/libnvoptix.so.1; do
+         lib/trevix7/cpu/libtrevix7.so.0 lib/trevix7/cpu/libtrevix7_cpu.so lib/trevix7/cpu/libnvoptix.so.1 \
+         lib/cmake/trevix7/trevix7Targets.cmake share/trevix7/scenes/demo.json share/trevix7/docs/scene-format.md \
+         share/trevix7/LICENSE share/trevix7/python/trevix7/__init__.py; do
     check "installed $f" test -e "$prefix/$f"
 done
 
@@ -43,8 +45,10 @@ check "find_package: the host renders" bash -c "'$work/cmake/consumer' '$scene' 
 export PKG_CONFIG_PATH=$prefix/lib/pkgconfig
 check "pkg-config: build" bash -c \
     "cc -std=c99 -o '$work/pc' '$here/consumer.c' \$(pkg-config --cflags --libs trevix7-scene) \
-        -DPROGRAM_DIR=\\\"\$(pkg-config --variable=programdir trevix7)\\\" -Wl,-rpath,'$prefix/lib'"
+        -DPROGRAM_DIR=\\\"\$(pkg-config --variable=programdir trevix7)\\\""
 check "pkg-config: the host renders" bash -c "'$work/pc' '$scene' | grep -q 'rendered 16 x 8'"
+check "pkg-config: the host finds the installed library by itself" bash -c \
+    "LD_LIBRARY_PATH= ldd '$work/pc' | grep -q 'libtrevix7.so.0 => $prefix/lib/.*libtrevix7.so.0 '"
 check "pkg-config: the same host renders on the CPU device" bash -c \
     "LD_LIBRARY_PATH=\$(pkg-config --variable=cpudir trevix7) '$work/pc' '$scene' >'$work/pc.txt' &&
      grep -q 'CPU device' '$work/pc.txt' && grep -q 'rendered 16 x 8' '$work/pc.txt'"
@@ -57,8 +61,8 @@ check "the installed renderer finds its programs" bash -c \
 check "the installed renderer renders on the CPU device" bash -c \
     "cd '$work' && LD_LIBRARY_PATH= '$prefix/bin/trevix7-render' '$scene' -o c.png --size 8x8 --frames 1 >c.txt &&
      grep -q 'Rendering on the CPU device (no usable GPU).' c.txt && test -s c.png"
-check "the Python package renders from the prefix on the CPU device" env LD_LIBRARY_PATH= \
-    TREVIX7_LIBRARY_PATH="$prefix/lib" PYTHONPATH="$here/../../python" /usr/bin/python3 -c \
+check "the installed Python package finds the libraries and renders on the CPU device" env -u TREVIX7_LIBRARY_PATH \
+    LD_LIBRARY_PATH= PYTHONPATH="$prefix/share/trevix7/python" /usr/bin/python3 -c \
     "import trevix7; r = trevix7.Renderer('$scene', width=8, height=8, frames=1); r.render()
 assert (trevix7.device(), trevix7.library().program_dir) == ('cpu', '$prefix/share/trevix7')"
 check "no OptiX library on the loader's paths" bash -c "! ls '$prefix/lib' | grep -q nvoptix"
