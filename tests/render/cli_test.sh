@@ -119,9 +119,10 @@ else
     failed=$((failed + 1)); echo "[FAIL] Ctrl-C: status $rc, printed:"; sed 's/^/    /' "$work/stopped.txt"
 fi
 
-# Every shipped scene loads and renders.
-for scene in "$scenes"/*.json; do
-    expect 0 "wrote $(basename "$scene" .json).png" "${sim_env[@]}" -- "$scene" -o "$(basename "$scene" .json).png" \
+# Every shipped scene loads and renders, glTF files too.
+for scene in "$scenes"/*.json "$scenes"/assets/*.gltf; do
+    name=$(basename "${scene%.*}")
+    expect 0 "wrote $name.png" "${sim_env[@]}" -- "$scene" -o "$name.png" \
         --size 8x8 --frames 1
 done
 
