@@ -84,6 +84,10 @@ expect 0 "wrote deep.exr (8 x 8)" "${sim_env[@]}" -- "$scenes/demo.json" -o deep
 expect 0 "1 frame of 8 x 8" "${sim_env[@]}" -- "$scenes/furnace.json" -o one.png --size 8x8 --spp 1
 expect 0 "3 frames of 8 x 8" "${sim_env[@]}" -- "$scenes/furnace.json" -o three.png --size 8x8 --spp 3
 
+# A glTF file's cameras, by index.
+expect 0 "wrote cam0.png (8 x 8)" "${sim_env[@]}" -- "$scenes/assets/boxes.gltf" -o cam0.png --size 8x8 --frames 1 --camera 0
+expect 1 'boxes.gltf": it has no camera 1 (it has 1)' "${sim_env[@]}" -- "$scenes/assets/boxes.gltf" --camera 1 --check
+
 # --check reads the scene and starts no device: it works with none at all.
 expect 0 "furnace.json: 64 x 64, 64 frames, 1 geometry, 1 material, 0 textures, 0 lights" \
     LD_LIBRARY_PATH= TREVIX7_SIM_DEVICES= -- "$scenes/furnace.json" --check
