@@ -155,8 +155,10 @@ TREVIX7_STATIC_ASSERT(offsetof(trevix7_light, emission) == 4 &&
  *
  * The metalness texture's red channel, when there is one, blends the
  * diffuse (0) and conductor (1) models whatever the model bits say. The
- * normal texture is a tangent-space normal map (rgb = (n + 1) / 2) along the
- * texture coordinates. The displacement texture of a custom-primitive
+ * normal texture is a tangent-space normal map (rgb = (n + 1) / 2): red along
+ * the direction of increasing u, green along n x that (with v = 0 at the
+ * image's top row, the image's up, as the usual normal maps have it), blue
+ * along the normal. The displacement texture of a custom-primitive
  * geometry is a bump map: its red channel's slope over one texel tilts the
  * shading normal of particles, parallelograms and parallelepipeds; the
  * geometry itself does not move.

@@ -2,7 +2,8 @@
 
 A pure-Python layer (ctypes) over the library's C interface and the scene
 reader, libtrevix7_scene.so. The arrays share the library's zero-copy host
-memory: they are views, valid until the next render() or close().
+memory: they are views, which the next render() writes into; an array keeps
+that memory alive after close(), so copy what you keep.
 
     import trevix7
     with trevix7.Renderer("scenes/demo.json", width=320, height=240) as r:

@@ -51,6 +51,10 @@ expect 2 "--display is for EXR images" "${sim_env[@]}" -- "$scenes/furnace.json"
 expect 2 "--frames" "${sim_env[@]}" -- "$scenes/furnace.json" --frames 0
 expect 2 "--time" "${sim_env[@]}" -- "$scenes/furnace.json" --time -1
 expect 0 "trevix7-render 0." LD_LIBRARY_PATH= -- --version
+expect 2 "--time: expected a number of seconds" "${sim_env[@]}" -- "$scenes/furnace.json" --time nan
+expect 2 "--camera picks a glTF file's camera" "${sim_env[@]}" -- "$scenes/furnace.json" --camera 0
+# A budget shorter than a frame still renders one.
+expect 0 "1 frame of 8 x 8" "${sim_env[@]}" -- "$scenes/furnace.json" -o brief.png --size 8x8 --time 1e-9
 expect 1 'cannot open scene file "nothing.json": No such file or directory' "${sim_env[@]}" -- nothing.json
 expect 1 "trailing.json:2:1: JSON error: syntax error" "${sim_env[@]}" -- trailing.json
 expect 1 'key.json: materials.m: unknown key "colour"' "${sim_env[@]}" -- key.json
@@ -109,7 +113,8 @@ else
 fi
 
 # Ctrl-C stops after the running batch and writes what was rendered.
-(cd "$work" && exec env LD_LIBRARY_PATH="$sim" "$render" "$scenes/demo.json" -o stopped.png --size 64x64 \
+# A background job of a script starts with SIGINT ignored: give it back its default.
+(cd "$work" && exec env --default-signal=INT LD_LIBRARY_PATH="$sim" "$render" "$scenes/demo.json" -o stopped.png --size 64x64 \
      --frames 1000000 --device cpu >stopped.txt 2>&1) &
 pid=$!
 for _ in $(seq 100); do grep -q "Primary device" "$work/stopped.txt" 2>/dev/null && break; sleep 0.1; done

@@ -158,11 +158,12 @@ template <typename T> void append(std::string& out, std::initializer_list<T> val
         out.append(reinterpret_cast<const char*>(&v), sizeof v);
 }
 
-// One tile mesh (a unit square in y = 0, facing up) on two nodes (one
-// scaled by 1.5 and moved to x = -1; one stretched along x, turned a quarter
-// about y and moved to x = 1: 0.5 wide and 2 deep), a
-// textured material (sRGB 188 everywhere; not metal, roughness 1), a
-// camera 4 above looking down, and a point light of intensity 8 at height 2.
+// One tile mesh (a unit square in y = 0, facing up, u along x) on two nodes
+// (one mirrored, scaled by 1.5 and moved to x = -1; one stretched along x,
+// turned a quarter about y and moved to x = 1: 0.5 wide and 2 deep), a
+// textured material (sRGB 188 everywhere; roughness 1; its metalness
+// texture 0 in the first column and 1 in the second, clamped), a camera 4
+// above looking down, and a point light of intensity 8 at height 2.
 std::string writeGltf(const std::string& extra)
 {
     std::string bin;
@@ -173,13 +174,13 @@ std::string writeGltf(const std::string& extra)
     write("tile.bin", bin);
     std::string error;
     const unsigned char grey[16] = {188, 188, 188, 255, 188, 188, 188, 255, 188, 188, 188, 255, 188, 188, 188, 255};
-    const unsigned char rough[16] = {0, 255, 0, 255, 0, 255, 0, 255, 0, 255, 0, 255, 0, 255, 0, 255};
+    const unsigned char rough[16] = {0, 255, 0, 255, 0, 255, 255, 255, 0, 255, 0, 255, 0, 255, 255, 255};
     EXPECT_TRUE(render::writePng(dir() + "base.png", 2, 2, 4, 8, grey, error)) << error;
     EXPECT_TRUE(render::writePng(dir() + "mr.png", 2, 2, 4, 8, rough, error)) << error;
     return write("tiles.gltf", R"({
       "asset": {"version": "2.0"}, "scene": 0, "scenes": [{"nodes": [0, 1, 2, 3]}],
       "nodes": [
-        {"name": "left", "mesh": 0, "translation": [-1, 0, 0], "scale": [1.5, 1, 1.5]},
+        {"name": "left", "mesh": 0, "translation": [-1, 0, 0], "scale": [-1.5, 1, 1.5]},
         {"name": "right", "mesh": 0, "translation": [1, 0, 0], "rotation": [0, 0.70710678, 0, 0.70710678],
          "scale": [2, 1, 0.5]},
         {"name": "eye", "camera": 0, "translation": [0, 4, 0], "rotation": [-0.70710678, 0, 0, 0.70710678]},
@@ -190,8 +191,9 @@ std::string writeGltf(const std::string& extra)
       "meshes": [{"primitives": [{"attributes": {"POSITION": 0, "NORMAL": 1, "TEXCOORD_0": 2}, "indices": 3,
                                   "material": 0}]}],
       "materials": [{"pbrMetallicRoughness": {"baseColorFactor": [1, 1, 1, 1], "baseColorTexture": {"index": 0},
-                     "metallicFactor": 0, "roughnessFactor": 1, "metallicRoughnessTexture": {"index": 1}}}],
-      "textures": [{"source": 0}, {"source": 1}],
+                     "metallicFactor": 1, "roughnessFactor": 1, "metallicRoughnessTexture": {"index": 1}}}],
+      "samplers": [{"wrapS": 33071, "wrapT": 33071}],
+      "textures": [{"source": 0}, {"source": 1, "sampler": 0}],
       "images": [{"uri": "base.png"}, {"uri": "mr.png"}],
       "buffers": [{"uri": "tile.bin", "byteLength": 140}],
       "bufferViews": [{"buffer": 0, "byteOffset": 0, "byteLength": 48}, {"buffer": 0, "byteOffset": 48, "byteLength": 48},
@@ -224,12 +226,13 @@ TEST_F(SceneImport, AGltfFileRendersAsItSays)
     EXPECT_EQ(at(1.4f, 0), 0u);
     EXPECT_EQ(at(0, 0), 0u) << "between the tiles";
 
-    // The light and the material: a Lambertian floor of albedo sRGB 188
-    // (linear 0.5029), lit by intensity 8 from height 2.
+    // The light and the material: where the metalness texture is 0, a
+    // Lambertian floor of albedo sRGB 188 (linear 0.5029), lit by intensity 8
+    // from height 2; where it is 1, rough metal, which reflects far less.
     const double albedo = std::pow((188 / 255.0 + 0.055) / 1.055, 2.4);
     const float4* hits = r.hits();
-    unsigned lit = 0;
-    double worst = 0;
+    unsigned lit = 0, metal = 0;
+    double worst = 0, closestMetal = 1;
     for (unsigned y = 0; y < H; ++y)
         for (unsigned x = 0; x < W; ++x) {
             const unsigned id = r.id(x, y);
@@ -242,12 +245,62 @@ TEST_F(SceneImport, AGltfFileRendersAsItSays)
             EXPECT_TRUE(inside) << p.x << " " << p.z;
             const double d = std::sqrt(p.x * p.x + 4.0 + p.z * p.z);
             const double radiance = albedo / M_PI * 8 * 2 / (d * d * d);
-            worst = std::fmax(worst, std::fabs(r.raw(x, y).y - radiance) / radiance);
             worst = std::fmax(worst, std::fabs(p.w - std::sqrt(p.x * p.x + 16.0 + p.z * p.z)) + std::fabs(p.y));
-            ++lit;
+            // u from the node transforms (the left one mirrored).
+            const double u = id == left ? 0.5 - (p.x + 1) / 1.5 : 0.5 - p.z / 2;
+            if (u < 0.2) {
+                worst = std::fmax(worst, std::fabs(r.raw(x, y).y - radiance) / radiance);
+                ++lit;
+            } else if (u > 0.8) {
+                closestMetal = std::fmin(closestMetal, std::fabs(r.raw(x, y).y - radiance) / radiance);
+                ++metal;
+            }
         }
-    EXPECT_GT(lit, 400u);
-    EXPECT_LT(worst, 1e-3) << "largest relative error of the lit floor, or of a hit's place";
+    EXPECT_GT(lit, 100u);
+    EXPECT_GT(metal, 100u);
+    EXPECT_LT(worst, 1e-3) << "largest relative error of the lit diffuse floor, or of a hit's place";
+    EXPECT_GT(closestMetal, 0.3) << "the metal part reflects like the diffuse part";
+}
+
+// A normal map tilts the shading normal toward its green, the image's up:
+// a quad facing +z, its normals tilted 45 degrees up, faces a light that
+// comes down at 45 degrees from the front squarely.
+TEST_F(SceneImport, ANormalMapLeansTowardItsGreen)
+{
+    std::string bin;
+    append<float>(bin, {-1, -1, 0, 1, -1, 0, 1, 1, 0, -1, 1, 0});
+    append<float>(bin, {0, 1, 1, 1, 1, 0, 0, 0}); // v = 0 at the image's top row
+    append<unsigned short>(bin, {0, 1, 2, 0, 2, 3});
+    write("quad.bin", bin);
+    const unsigned char texel[4] = {128, 200, 200, 255};
+    std::string problem;
+    ASSERT_TRUE(render::writePng(dir() + "normal.png", 1, 1, 4, 8, texel, problem)) << problem;
+    const std::string path = write("normal.gltf", R"({
+      "asset": {"version": "2.0"}, "scenes": [{"nodes": [0, 1, 2]}],
+      "nodes": [{"name": "quad", "mesh": 0}, {"camera": 0, "translation": [0, 0, 3]},
+                {"rotation": [-0.38268343, 0, 0, 0.92387953], "extensions": {"KHR_lights_punctual": {"light": 0}}}],
+      "extensionsUsed": ["KHR_lights_punctual"],
+      "extensions": {"KHR_lights_punctual": {"lights": [{"type": "directional", "intensity": 2}]}},
+      "cameras": [{"type": "perspective", "perspective": {"yfov": 0.5, "aspectRatio": 1.0, "znear": 0.1}}],
+      "meshes": [{"primitives": [{"attributes": {"POSITION": 0, "TEXCOORD_0": 1}, "indices": 2, "material": 0}]}],
+      "materials": [{"pbrMetallicRoughness": {"baseColorFactor": [0.5, 0.5, 0.5, 1], "metallicFactor": 0},
+                     "normalTexture": {"index": 0}}],
+      "textures": [{"source": 0}], "images": [{"uri": "normal.png"}],
+      "buffers": [{"uri": "quad.bin", "byteLength": 92}],
+      "bufferViews": [{"buffer": 0, "byteOffset": 0, "byteLength": 48}, {"buffer": 0, "byteOffset": 48, "byteLength": 32},
+                      {"buffer": 0, "byteOffset": 80, "byteLength": 12}],
+      "accessors": [{"bufferView": 0, "componentType": 5126, "count": 4, "type": "VEC3", "min": [-1, -1, 0], "max": [1, 1, 0]},
+                    {"bufferView": 1, "componentType": 5126, "count": 4, "type": "VEC2"},
+                    {"bufferView": 2, "componentType": 5123, "count": 6, "type": "SCALAR"}]
+    })");
+    Rendered r(path);
+    ASSERT_NE(r.loaded.handle, 0u) << r.message;
+    ASSERT_TRUE(r.render(1)) << r.message;
+    // The light travels along (0, -1, -1) / sqrt 2: the node's -z, turned.
+    const double x = 2 * 128 / 255.0 - 1, y = 2 * 200 / 255.0 - 1, z = 2 * 200 / 255.0 - 1;
+    const double cosine = (y + z) / std::sqrt(2.0) / std::sqrt(x * x + y * y + z * z);
+    const double want = 0.5 / M_PI * 2 * cosine;
+    EXPECT_NEAR(r.raw(W / 2, H / 2).y, want, 1e-3 * want) << "flat would be " << 0.5 / M_PI * 2 / std::sqrt(2.0);
 }
 
 TEST_F(SceneImport, WhatCannotBeRenderedIsSaidOncePerKind)

@@ -22,16 +22,31 @@ extern "C" void onInterrupt(int)
 
 } // namespace
 
-Rendered renderBatches(unsigned handle, unsigned frames, double seconds, double samplesPerFrame, bool progress)
+Interrupts::Interrupts() : m_previous(std::signal(SIGINT, onInterrupt))
 {
     g_stop = false;
-    const auto previous = std::signal(SIGINT, onInterrupt);
+    if (m_previous == SIG_IGN) // whoever started us wants Ctrl-C ignored
+        std::signal(SIGINT, SIG_IGN);
+}
+
+Interrupts::~Interrupts()
+{
+    std::signal(SIGINT, m_previous);
+}
+
+bool Interrupts::requested()
+{
+    return g_stop;
+}
+
+Rendered renderBatches(unsigned handle, unsigned frames, double seconds, double samplesPerFrame, bool progress)
+{
     Progress bar(frames, seconds, samplesPerFrame, progress);
     const unsigned limit = frames ? frames : UINT_MAX;
     Rendered r;
     unsigned batch = 1;
     char error[4096] = {};
-    while (r.frames < limit && !g_stop && !(seconds > 0 && bar.seconds() >= seconds)) {
+    while (r.frames < limit && !g_stop && !(r.frames > 0 && seconds > 0 && bar.seconds() >= seconds)) {
         const unsigned n = std::min(batch, limit - r.frames);
         const double before = bar.seconds();
         if (ApiLaunch(handle, n, 0xFFFFFFFFu, error) < 0 || error[0]) {
@@ -46,7 +61,6 @@ Rendered renderBatches(unsigned handle, unsigned frames, double seconds, double 
     bar.finish(r.frames);
     r.seconds = bar.seconds();
     r.interrupted = g_stop;
-    std::signal(SIGINT, previous);
     return r;
 }
 

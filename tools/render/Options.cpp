@@ -3,6 +3,7 @@
 #include <CLI/CLI.hpp>
 
 #include <algorithm>
+#include <cmath>
 #include <cstdio>
 
 #ifndef TREVIX7_VERSION
@@ -107,6 +108,11 @@ int parse(int argc, char** argv, Options& o)
     } catch (const CLI::ParseError& e) {
         return fail(e.what());
     }
+    if (!std::isfinite(o.seconds))
+        return fail("--time: expected a number of seconds, not " + std::to_string(o.seconds));
+    const std::string sceneExt = extension(o.scene);
+    if (o.camera >= 0 && sceneExt != "gltf" && sceneExt != "glb")
+        return fail("--camera picks a glTF file's camera; \"" + o.scene + "\" is a JSON scene, whose camera is its own");
     if (!size.empty() && !parseSize(size, o.width, o.height))
         return fail("--size: expected WIDTHxHEIGHT with whole numbers above 0, such as 1920x1080, not \"" +
                     size + "\"");

@@ -116,6 +116,7 @@ int run(const Options& o, char** argv)
     const unsigned f = s.denoise == int(POSTPROC_DENOISER_UP2) ? 2 : 1;
     const double samplesPerFrame = double(s.width / f) * (s.height / f);
     const unsigned frames = o.frames ? o.frames : o.seconds > 0 ? 0 : s.frames;
+    const render::Interrupts interrupts; // until the images are written
     const render::Rendered r =
         render::renderBatches(h, frames, o.seconds, samplesPerFrame, !o.quiet && isatty(2));
     if (!r.error.empty()) {

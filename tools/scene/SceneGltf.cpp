@@ -58,6 +58,29 @@ Model load(const Node& file, const std::string& path)
     return model;
 }
 
+// The buffer under accessor `index`, once its `count` elements of `element`
+// bytes (at its view's stride) are known to lie inside its view, and the
+// view inside the buffer.
+const std::vector<unsigned char>& view(Import& in, int index, size_t element, size_t count)
+{
+    const Model& m = in.model;
+    const tinygltf::Accessor& a = m.accessors[size_t(index)];
+    if (a.bufferView < 0 || size_t(a.bufferView) >= m.bufferViews.size())
+        in.fail("accessor " + std::to_string(index) + " has no buffer view");
+    const tinygltf::BufferView& v = m.bufferViews[size_t(a.bufferView)];
+    if (v.buffer < 0 || size_t(v.buffer) >= m.buffers.size())
+        in.fail("buffer view " + std::to_string(a.bufferView) + " has no buffer");
+    const std::vector<unsigned char>& data = m.buffers[size_t(v.buffer)].data;
+    const size_t stride = v.byteStride ? v.byteStride : element;
+    if (v.byteOffset > data.size() || v.byteLength > data.size() - v.byteOffset || stride < element)
+        in.fail("buffer view " + std::to_string(a.bufferView) + " runs past its buffer");
+    // Element count - 1 steps of the stride, and one element, from the offset.
+    const size_t room = v.byteLength >= a.byteOffset ? v.byteLength - a.byteOffset : 0;
+    if (count && (room < element || (count - 1) > (room - element) / stride))
+        in.fail("accessor " + std::to_string(index) + " runs past its buffer view");
+    return data;
+}
+
 // The values of an accessor as floats, `components` of them an element
 // (floats, or normalised integers), checked against its buffer.
 std::vector<float> floats(Import& in, int index, int components)
@@ -70,22 +93,20 @@ std::vector<float> floats(Import& in, int index, int components)
         in.fail("accessor " + std::to_string(index) + " has the wrong type for its use");
     if (a.sparse.isSparse)
         in.warn("sparse accessors are not read: their base values are used");
-    std::vector<float> out(a.count * size_t(components), 0.0f);
-    if (a.bufferView < 0)
-        return out;
+    if (a.bufferView < 0) {
+        if (a.count > (size_t(1) << 28))
+            in.fail("accessor " + std::to_string(index) + " is too long");
+        return std::vector<float>(a.count * size_t(components), 0.0f);
+    }
     const int bytes = tinygltf::GetComponentSizeInBytes(uint32_t(a.componentType));
-    if (bytes <= 0 || size_t(a.bufferView) >= m.bufferViews.size())
+    if (bytes <= 0)
         in.fail("accessor " + std::to_string(index) + " is malformed");
-    const tinygltf::BufferView& v = m.bufferViews[size_t(a.bufferView)];
     const size_t element = size_t(bytes) * size_t(components);
+    const std::vector<unsigned char>& data = view(in, index, element, a.count);
+    const tinygltf::BufferView& v = m.bufferViews[size_t(a.bufferView)];
     const size_t stride = v.byteStride ? v.byteStride : element;
-    if (v.buffer < 0 || size_t(v.buffer) >= m.buffers.size())
-        in.fail("buffer view " + std::to_string(a.bufferView) + " has no buffer");
-    const std::vector<unsigned char>& data = m.buffers[size_t(v.buffer)].data;
     const size_t start = v.byteOffset + a.byteOffset;
-    if (a.count && (start + (a.count - 1) * stride + element > data.size() ||
-                    a.byteOffset + (a.count - 1) * stride + element > v.byteLength))
-        in.fail("accessor " + std::to_string(index) + " runs past its buffer");
+    std::vector<float> out(a.count * size_t(components), 0.0f);
     for (size_t i = 0; i < a.count; ++i)
         for (int c = 0; c < components; ++c) {
             const unsigned char* p = &data[start + i * stride + size_t(c) * size_t(bytes)];
@@ -113,16 +134,13 @@ std::vector<unsigned> indices(Import& in, int index)
         in.fail("accessor " + std::to_string(index) + " does not exist");
     const tinygltf::Accessor& a = m.accessors[size_t(index)];
     const int bytes = tinygltf::GetComponentSizeInBytes(uint32_t(a.componentType));
-    if (a.type != TINYGLTF_TYPE_SCALAR || (bytes != 1 && bytes != 2 && bytes != 4) || a.bufferView < 0 ||
-        size_t(a.bufferView) >= m.bufferViews.size())
-        in.fail("index accessor " + std::to_string(index) + " is malformed");
+    if (a.type != TINYGLTF_TYPE_SCALAR || (a.componentType != TINYGLTF_COMPONENT_TYPE_UNSIGNED_BYTE &&
+                                           a.componentType != TINYGLTF_COMPONENT_TYPE_UNSIGNED_SHORT &&
+                                           a.componentType != TINYGLTF_COMPONENT_TYPE_UNSIGNED_INT))
+        in.fail("index accessor " + std::to_string(index) + " is not of unsigned whole numbers");
+    const std::vector<unsigned char>& data = view(in, index, size_t(bytes), a.count);
     const tinygltf::BufferView& v = m.bufferViews[size_t(a.bufferView)];
-    if (v.buffer < 0 || size_t(v.buffer) >= m.buffers.size())
-        in.fail("buffer view " + std::to_string(a.bufferView) + " has no buffer");
-    const std::vector<unsigned char>& data = m.buffers[size_t(v.buffer)].data;
     const size_t stride = v.byteStride ? v.byteStride : size_t(bytes), start = v.byteOffset + a.byteOffset;
-    if (a.count && start + (a.count - 1) * stride + size_t(bytes) > data.size())
-        in.fail("accessor " + std::to_string(index) + " runs past its buffer");
     std::vector<unsigned> out(a.count);
     for (size_t i = 0; i < a.count; ++i) {
         unsigned value = 0;
@@ -210,6 +228,8 @@ int texture(Import& in, int index, ImageUse use, float strength = 1)
     rgba.pixels = image.image;
     if (t.sampler >= 0 && size_t(t.sampler) < m.samplers.size()) {
         const int wrap = m.samplers[size_t(t.sampler)].wrapS;
+        if (m.samplers[size_t(t.sampler)].wrapT != wrap)
+            in.warn("textures wrap alike in u and v here: wrapS is used for both");
         rgba.address = wrap == TINYGLTF_TEXTURE_WRAP_CLAMP_TO_EDGE       ? 1
                        : wrap == TINYGLTF_TEXTURE_WRAP_MIRRORED_REPEAT ? 2
                                                                          : 0;
@@ -257,8 +277,10 @@ int material(Import& in, int index)
         in.warn("alpha mode " + g.alphaMode + " is not rendered: surfaces are opaque");
     if (g.occlusionTexture.index >= 0)
         in.warn("occlusion textures are not used: the path tracer finds occlusion itself");
-    for (const tinygltf::TextureInfo* t : {&pbr.baseColorTexture, &pbr.metallicRoughnessTexture, &g.emissiveTexture})
-        if (t->index >= 0 && t->texCoord != 0)
+    for (const int texCoord : {pbr.baseColorTexture.index >= 0 ? pbr.baseColorTexture.texCoord : 0,
+                               pbr.metallicRoughnessTexture.index >= 0 ? pbr.metallicRoughnessTexture.texCoord : 0,
+                               g.normalTexture.index >= 0 ? g.normalTexture.texCoord : 0})
+        if (texCoord != 0)
             in.warn("textures on TEXCOORD_1 are not rendered: TEXCOORD_0 is used");
 
     const float ior = float(ext("KHR_materials_ior") ? number(*ext("KHR_materials_ior"), "ior", 1.5) : 1.5);
@@ -267,7 +289,9 @@ int material(Import& in, int index)
     const float strength =
         float(ext("KHR_materials_emissive_strength") ? number(*ext("KHR_materials_emissive_strength"), "emissiveStrength", 1) : 1);
     f3 emission = {0, 0, 0};
-    if (g.emissiveFactor.size() == 3)
+    if (g.emissiveTexture.index >= 0)
+        in.warn("emissive textures are not rendered: such surfaces do not shine");
+    else if (g.emissiveFactor.size() == 3)
         emission = {float(g.emissiveFactor[0]) * strength, float(g.emissiveFactor[1]) * strength,
                     float(g.emissiveFactor[2]) * strength};
     const float emitted = std::max(emission.x, std::max(emission.y, emission.z));
@@ -281,14 +305,14 @@ int material(Import& in, int index)
         x.set("base_color", f3{emission.x / emitted, emission.y / emitted, emission.z / emitted});
         x.set("light_emission", emitted);
         colourTexture = false;
-        if (g.emissiveTexture.index >= 0)
-            in.warn("emissive textures are not rendered: the emissive factor is used");
         in.warn("emissive materials reflect no light: they are rendered as emitters");
     } else if (transmission > 0) {
         x.flags = TREVIX7_MATERIAL_DIELECTRIC;
         x.set("refraction_index", f3{ior, ior, ior});
         if (transmission < 1)
             in.warn("partial transmission is rendered as full transmission");
+        if (ext("KHR_materials_transmission")->Has("transmissionTexture"))
+            in.warn("transmission textures are not rendered: the transmission factor is used");
     } else if (pbr.metallicRoughnessTexture.index < 0 && metallic >= 1) {
         x.flags = TREVIX7_MATERIAL_CONDUCTOR;
     } else {
@@ -306,8 +330,16 @@ int material(Import& in, int index)
             x.textures[kMetalnessTextures] = {
                 in.r.image(in.path + "#metalness" + std::to_string(v), constant, ImageUse::Data)};
         }
-        if (const tinygltf::Value* coat = ext("KHR_materials_clearcoat"); coat && number(*coat, "clearcoatFactor", 0) > 0)
-            x.set("reflectivity_index", ior);
+    }
+    if (const tinygltf::Value* coat = ext("KHR_materials_clearcoat"); coat && number(*coat, "clearcoatFactor", 0) > 0) {
+        // Our coat covers diffuse surfaces fully, with the base's roughness.
+        if (x.flags == TREVIX7_MATERIAL_DIFFUSE)
+            x.set("reflectivity_index", 1.5f); // the coat's index, fixed by the extension
+        else
+            in.warn("clear coats are rendered on surfaces that are not metal, glass or emitters only");
+        if (number(*coat, "clearcoatFactor", 0) < 1 || coat->Has("clearcoatRoughnessFactor") ||
+            coat->Has("clearcoatTexture") || coat->Has("clearcoatRoughnessTexture") || coat->Has("clearcoatNormalTexture"))
+            in.warn("clear coats are rendered whole and as rough as the base, without their textures");
     }
     if (emitted <= 0 && pbr.metallicRoughnessTexture.index >= 0)
         x.textures[kRoughnessTextures] = {unsigned(texture(in, pbr.metallicRoughnessTexture.index, ImageUse::Roughness))};

@@ -1,5 +1,5 @@
 // Images as textures for what they are used for: colours made linear,
-// normal maps turned to our convention, height maps made normal maps, and
+// height maps made normal maps, and
 // the channels of glTF's metallic-roughness images moved where ours read them.
 
 #include "SceneReader.h"
@@ -56,17 +56,18 @@ Texture convert(const Texture& t, ImageUse use, float strength)
         const float r = channel(t, i, 0), g = channel(t, i, 1), b = channel(t, i, 2), a = channel(t, i, 3);
         switch (use) {
         case ImageUse::Colour: o[0] = linear(r), o[1] = linear(g), o[2] = linear(b), o[3] = a; break;
-        case ImageUse::Normal: o[0] = r, o[1] = 1 - g, o[2] = b, o[3] = 1; break;
+        case ImageUse::Normal: o[0] = r, o[1] = g, o[2] = b, o[3] = 1; break;
         case ImageUse::Roughness: o[0] = o[1] = o[2] = g, o[3] = 1; break;
         case ImageUse::Metalness: o[0] = o[1] = o[2] = b * strength, o[3] = 1; break;
-        default: { // height: central differences, wrapping at the edges
+        default: { // height: central differences, wrapping at the edges; +y is up in the image
+            // (rows run down), so the normal leans up where the height falls downwards
             const int x = int(i % size_t(t.width)), y = int(i / size_t(t.width));
             auto h = [&](int u, int v) {
                 u = (u + t.width) % t.width, v = (v + t.height) % t.height;
                 return channel(t, size_t(v) * size_t(t.width) + size_t(u), 0);
             };
             const float du = (h(x + 1, y) - h(x - 1, y)) * 0.5f * strength;
-            const float dv = (h(x, y + 1) - h(x, y - 1)) * 0.5f * strength;
+            const float dv = (h(x, y - 1) - h(x, y + 1)) * 0.5f * strength; // along the image's up
             const float len = std::sqrt(du * du + dv * dv + 1);
             o[0] = (-du / len + 1) / 2, o[1] = (-dv / len + 1) / 2, o[2] = (1 / len + 1) / 2, o[3] = 1;
         }

@@ -50,7 +50,8 @@ Material material(Reader& r, const Node& file, const tinyobj::material_t& m, con
         const float ior = m.ior > 1 ? m.ior : 1.5f;
         x.set("refraction_index", f3{ior, ior, ior});
         x.set("base_color", largest(m.transmittance) > 0 ? colour(m.transmittance) : f3{1, 1, 1});
-        x.set("base_roughness", m.shininess > 0 ? roughness(m.shininess) : 0.0f);
+        // The reader's Ns is 1 when the file gives none: glass is smooth unless it says.
+        x.set("base_roughness", m.shininess > 1 ? roughness(m.shininess) : 0.0f);
     } else if (largest(m.specular) > 0 && (m.illum == 3 || largest(m.specular) >= largest(m.diffuse))) {
         x.flags = TREVIX7_MATERIAL_CONDUCTOR;
         x.set("base_color", colour(m.specular));

@@ -15,8 +15,8 @@ namespace scene {
 enum class ImageUse {
     Colour,    // sRGB colours, made linear (16-bit)
     Data,      // numbers as stored
-    Normal,    // a tangent-space normal map with +y up in the image, made ours (+y along v)
-    Height,    // a height map (red), made a normal map whose slopes are scaled by the strength
+    Normal,    // a tangent-space normal map with +y up in the image, as ours
+    Height,    // a height map (red), made such a normal map, its slopes scaled by the strength
     Roughness, // glTF's metallic-roughness image: its green channel, into red
     Metalness, // glTF's metallic-roughness image: its blue channel times the strength, into red
 };

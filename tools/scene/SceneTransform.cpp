@@ -103,9 +103,11 @@ f3 Transform::point(f3 p) const
 
 f3 Transform::normal(f3 n) const
 {
+    // The cofactors are det M times the inverse transpose.
+    const float s = determinant(m) < 0 ? -1.0f : 1.0f;
     auto c = [&](int i, int j) {
         const int i1 = (i + 1) % 3, i2 = (i + 2) % 3, j1 = (j + 1) % 3, j2 = (j + 2) % 3;
-        return m[i1][j1] * m[i2][j2] - m[i1][j2] * m[i2][j1];
+        return s * (m[i1][j1] * m[i2][j2] - m[i1][j2] * m[i2][j1]);
     };
     return {c(0, 0) * n.x + c(0, 1) * n.y + c(0, 2) * n.z,
             c(1, 0) * n.x + c(1, 1) * n.y + c(1, 2) * n.z,

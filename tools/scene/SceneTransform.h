@@ -24,7 +24,8 @@ struct Transform {
 
     f3 point(f3 p) const;
     f3 vector(f3 v) const;
-    // Normals take the inverse transpose (the cofactor matrix, up to scale).
+    // Normals take the inverse transpose (the cofactor matrix, up to a
+    // positive scale: a mirror keeps them outside).
     f3 normal(f3 n) const;
     // A mirroring transform turns faces inside out unless their order turns too.
     bool mirrors() const;
