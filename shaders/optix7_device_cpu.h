@@ -91,14 +91,7 @@ inline CUdeviceptr optixGetSbtDataPointer() { return t7_cpu.sbtData; }
 #define TREVIX7_PAYLOAD_ACCESSORS(k)                                                        \
     inline void optixSetPayload_##k(unsigned int value) { t7_cpu.payload[k] = value; }     \
     inline unsigned int optixGetPayload_##k() { return t7_cpu.payload[k]; }
-TREVIX7_PAYLOAD_ACCESSORS(0)
-TREVIX7_PAYLOAD_ACCESSORS(1)
-TREVIX7_PAYLOAD_ACCESSORS(2)
-TREVIX7_PAYLOAD_ACCESSORS(3)
-TREVIX7_PAYLOAD_ACCESSORS(4)
-TREVIX7_PAYLOAD_ACCESSORS(5)
-TREVIX7_PAYLOAD_ACCESSORS(6)
-TREVIX7_PAYLOAD_ACCESSORS(7)
+TREVIX7_EACH_PAYLOAD(TREVIX7_PAYLOAD_ACCESSORS)
 #undef TREVIX7_PAYLOAD_ACCESSORS
 
 // --- Trace: payload words by reference, up to 32 ---
