@@ -37,14 +37,8 @@ std::string cpuDir()
 // The GPU count with the library's start-up lines kept off standard output.
 int quietGpuCount(std::string& why)
 {
-    std::fflush(stdout);
-    const int saved = dup(1), null = open("/dev/null", O_WRONLY);
-    dup2(null, 1);
-    const int count = tools::gpuCount(why);
-    std::fflush(stdout);
-    dup2(saved, 1);
-    close(saved);
-    close(null);
+    int count = 0;
+    silenced(stdout, [&] { count = tools::gpuCount(why); });
     return count;
 }
 
@@ -68,6 +62,19 @@ int startOnCpu(char** argv, bool said, std::string& why)
 } // namespace
 
 bool onCpu() { return std::getenv(kOnCpu) != nullptr; }
+
+void silenced(FILE* stream, const std::function<void()>& body)
+{
+    const int fd = fileno(stream);
+    std::fflush(stream);
+    const int saved = dup(fd), null = open("/dev/null", O_WRONLY);
+    dup2(null, fd);
+    body();
+    std::fflush(stream);
+    dup2(saved, fd);
+    close(saved);
+    close(null);
+}
 
 int chooseDevice(const std::string& asked, char** argv, std::string& why)
 {

@@ -4,6 +4,8 @@
 // the one the loader gave it, and moves to the CPU device by starting itself
 // again with the CPU device's private folder first on the library path.
 
+#include <cstdio>
+#include <functional>
 #include <string>
 
 namespace render {
@@ -16,5 +18,8 @@ int chooseDevice(const std::string& asked, char** argv, std::string& why);
 
 // Whether this process runs on the CPU device.
 bool onCpu();
+
+// Runs `body` with what it writes to `stream` thrown away.
+void silenced(FILE* stream, const std::function<void()>& body);
 
 } // namespace render

@@ -16,7 +16,6 @@
 #include "trevix7.h"
 #include "trevix7_scene.h"
 
-#include <fcntl.h>
 #include <unistd.h>
 
 #include <cstdio>
@@ -69,18 +68,12 @@ Scene read(const Options& o, trevix7_scene_settings& s, std::string& error)
     s.display = o.exr && !o.display ? 0 : 1; // EXR images hold linear radiance
     s.camera_index = o.camera;
     char message[4096] = {};
-    std::fflush(stderr);
-    const int saved = render::onCpu() ? dup(2) : -1;
-    if (saved >= 0) {
-        const int null = open("/dev/null", O_WRONLY);
-        dup2(null, 2);
-        close(null);
-    }
-    Scene scene(SceneRead(o.scene.c_str(), &s, message), SceneFree);
-    if (saved >= 0) {
-        dup2(saved, 2);
-        close(saved);
-    }
+    Scene scene(nullptr, SceneFree);
+    auto readIt = [&] { scene.reset(SceneRead(o.scene.c_str(), &s, message)); };
+    if (render::onCpu())
+        render::silenced(stderr, readIt);
+    else
+        readIt();
     error = message;
     return scene;
 }
