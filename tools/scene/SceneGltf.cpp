@@ -47,9 +47,7 @@ Model load(const Node& file, const std::string& path)
     tinygltf::TinyGLTF loader;
     Model model;
     std::string error, warning;
-    const bool binary = path.size() >= 4 && (path.compare(path.size() - 4, 4, ".glb") == 0 ||
-                                             path.compare(path.size() - 4, 4, ".GLB") == 0);
-    const bool ok = binary ? loader.LoadBinaryFromFile(&model, &error, &warning, path)
+    const bool ok = extension(path) == "glb" ? loader.LoadBinaryFromFile(&model, &error, &warning, path)
                            : loader.LoadASCIIFromFile(&model, &error, &warning, path);
     if (!ok) {
         error.erase(error.find_last_not_of("\n ") + 1);

@@ -80,19 +80,22 @@ Texture convert(const Texture& t, ImageUse use, float strength)
 
 unsigned Reader::image(const std::string& key, const Texture& rgba, ImageUse use, float strength)
 {
-    const std::string full = key + "|" + std::to_string(int(use)) + "|" + std::to_string(strength);
-    const auto found = images.find(full);
-    if (found != images.end())
-        return found->second;
-    d.textures.push_back(convert(rgba, use, strength));
-    return images[full] = unsigned(d.textures.size() - 1);
+    return once(key, [&] { return rgba; }, use, strength);
 }
 
 unsigned Reader::imageFile(const Node& n, const std::string& file, ImageUse use, float strength)
 {
-    const std::string full = file + "|" + std::to_string(int(use)) + "|" + std::to_string(strength);
+    return once(file, [&] { return imageTexture(n, file, 0); }, use, strength); // decoded only when new
+}
+
+unsigned Reader::once(const std::string& key, const std::function<Texture()>& rgba, ImageUse use, float strength)
+{
+    const std::string full = key + "|" + std::to_string(int(use)) + "|" + std::to_string(strength);
     const auto found = images.find(full);
-    return found != images.end() ? found->second : image(file, imageTexture(n, file, 0), use, strength);
+    if (found != images.end())
+        return found->second;
+    d.textures.push_back(convert(rgba(), use, strength));
+    return images[full] = unsigned(d.textures.size() - 1);
 }
 
 void Description::warn(const std::string& text)

@@ -12,6 +12,9 @@ class Node;
 struct Reader;
 struct Transform;
 
+// A file name's extension, in lower case, without its dot ("" for none).
+std::string extension(const std::string& path);
+
 // Points and normals through `t`; a mirror keeps the faces' winding.
 void transformMesh(const Transform& t, Mesh& m);
 

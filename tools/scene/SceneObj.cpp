@@ -191,12 +191,20 @@ void importObj(Reader& r, const Node& file, const std::string& path, const Trans
     }
 }
 
+std::string extension(const std::string& path)
+{
+    const size_t dot = path.rfind('.'), slash = path.rfind('/');
+    if (dot == std::string::npos || (slash != std::string::npos && dot < slash))
+        return "";
+    std::string ext = path.substr(dot + 1);
+    std::transform(ext.begin(), ext.end(), ext.begin(), [](unsigned char c) { return char(std::tolower(c)); });
+    return ext;
+}
+
 void importMeshes(Reader& r, const Node& file, const std::string& path, const Transform& t,
                   const Geometry& base)
 {
-    const size_t dot = path.rfind('.');
-    std::string ext = dot == std::string::npos ? "" : path.substr(dot + 1);
-    std::transform(ext.begin(), ext.end(), ext.begin(), [](unsigned char c) { return char(std::tolower(c)); });
+    const std::string ext = extension(path);
     if (ext == "gltf" || ext == "glb")
         importGltf(r, file, path, t, base);
     else

@@ -7,8 +7,6 @@
 #include "SceneLoader.h"
 #include "SceneReader.h"
 
-#include <algorithm>
-
 namespace scene {
 
 namespace {
@@ -68,9 +66,7 @@ void override(Settings& s, const trevix7_scene_settings& o)
 
 bool isGltf(const std::string& path)
 {
-    const size_t dot = path.rfind('.');
-    std::string ext = dot == std::string::npos ? "" : path.substr(dot + 1);
-    std::transform(ext.begin(), ext.end(), ext.begin(), [](unsigned char c) { return char(std::tolower(c)); });
+    const std::string ext = extension(path);
     return ext == "gltf" || ext == "glb";
 }
 

@@ -6,6 +6,7 @@
 #include "SceneDescription.h"
 #include "SceneJson.h"
 
+#include <functional>
 #include <map>
 #include <string>
 
@@ -55,6 +56,8 @@ struct Reader {
     void postprocessing(const Node& n);
 
 private:
+    // The texture for `use` of the pixels `rgba` gives, asked for only the first time.
+    unsigned once(const std::string& key, const std::function<Texture()>& rgba, ImageUse use, float strength);
     static unsigned lookup(const std::map<std::string, unsigned>& names, const Node& n,
                            const char* what)
     {
